@@ -1,0 +1,39 @@
+#pragma once
+// The few file operations the table engine needs. The update run hands the
+// engine its platform (so every file step can be watched and failed in
+// tests); the command-line tools hand it a plain local implementation.
+
+#include <stdexcept>
+#include <string>
+
+namespace j8 {
+
+// A failing file step. The text is Italian and names the file, so the
+// update run can show it to the pharmacist as it stands.
+class errore_file : public std::runtime_error {
+public:
+    errore_file(std::string percorso, std::string problema)
+        : std::runtime_error(problema + ": " + percorso),
+          percorso_(std::move(percorso)), problema_(std::move(problema)) {}
+    const std::string& percorso() const { return percorso_; }
+    const std::string& problema() const { return problema_; }
+
+private:
+    std::string percorso_;
+    std::string problema_;
+};
+
+class file_tabelle {
+public:
+    virtual ~file_tabelle() = default;
+    virtual bool esiste_file(const std::string& percorso) = 0;
+    // Whole file as bytes (Windows-1252). Throws errore_file.
+    virtual std::string leggi_file(const std::string& percorso) = 0;
+    // Replaces the whole file: written beside it under a temporary name and
+    // then put in place, so a failure never leaves it half-written.
+    virtual void scrivi_file(const std::string& percorso, const std::string& contenuto) = 0;
+    virtual void cancella_file(const std::string& percorso) = 0;
+    virtual void rinomina_file(const std::string& da, const std::string& a) = 0;
+};
+
+}  // namespace j8

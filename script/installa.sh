@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs, from Debian's packages, whatever this machine lacks to build
+# j8_bbs natively and for Windows and to run its tests under Wine.
+set -euo pipefail
+pacchetti=(cmake make g++ googletest libgtest-dev mingw-w64 libz-mingw-w64-dev
+           wine wine64 xvfb x11-utils imagemagick)
+mancanti=()
+for p in "${pacchetti[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || mancanti+=("$p")
+done
+if ((${#mancanti[@]})); then
+  echo "Installo: ${mancanti[*]}"
+  sudo_=""
+  [ "$(id -u)" -eq 0 ] || sudo_="sudo"
+  $sudo_ apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo_ apt-get install -y -qq --no-install-recommends "${mancanti[@]}"
+fi
