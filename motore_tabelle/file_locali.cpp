@@ -1,0 +1,81 @@
+#include "motore_tabelle/file_locali.hpp"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace j8 {
+
+namespace {
+
+std::string descrivi_errno(int e) {
+    switch (e) {
+        case ENOENT: return "file non trovato";
+        case EACCES:
+        case EPERM:
+        case EROFS: return "accesso negato";
+        case ENOSPC: return "disco pieno";
+        case EISDIR: return "e' un direttorio, non un file";
+        default: return std::string("errore di sistema (") + std::strerror(e) + ")";
+    }
+}
+
+}  // namespace
+
+bool file_locali::esiste_file(const std::string& percorso) {
+    std::error_code ec;
+    return std::filesystem::is_regular_file(percorso, ec);
+}
+
+std::string file_locali::leggi_file(const std::string& percorso) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(percorso, ec)) throw errore_file(percorso, descrivi_errno(EISDIR));
+    std::FILE* f = std::fopen(percorso.c_str(), "rb");
+    if (!f) throw errore_file(percorso, "impossibile leggere il file, " + descrivi_errno(errno));
+    std::string dati;
+    char blocco[65536];
+    size_t letti;
+    while ((letti = std::fread(blocco, 1, sizeof blocco, f)) > 0) dati.append(blocco, letti);
+    bool errore = std::ferror(f);
+    std::fclose(f);
+    if (errore) throw errore_file(percorso, "errore di lettura");
+    return dati;
+}
+
+void file_locali::scrivi_file(const std::string& percorso, const std::string& contenuto) {
+    // Written beside the target and renamed over it: a failure part-way
+    // leaves the old file whole.
+    const std::string provvisorio = percorso + ".j8tmp";
+    std::FILE* f = std::fopen(provvisorio.c_str(), "wb");
+    if (!f) throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(errno));
+    bool ok = std::fwrite(contenuto.data(), 1, contenuto.size(), f) == contenuto.size();
+    int e = errno;
+    if (std::fclose(f) != 0 && ok) {
+        ok = false;
+        e = errno;
+    }
+    if (!ok) {
+        std::remove(provvisorio.c_str());
+        throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(e));
+    }
+    if (std::rename(provvisorio.c_str(), percorso.c_str()) != 0) {
+        e = errno;
+        std::remove(provvisorio.c_str());
+        throw errore_file(percorso, "impossibile sostituire il file, " + descrivi_errno(e));
+    }
+}
+
+void file_locali::cancella_file(const std::string& percorso) {
+    if (std::remove(percorso.c_str()) != 0)
+        throw errore_file(percorso, "impossibile cancellare il file, " + descrivi_errno(errno));
+}
+
+void file_locali::rinomina_file(const std::string& da, const std::string& a) {
+    if (std::rename(da.c_str(), a.c_str()) != 0)
+        throw errore_file(da, "impossibile rinominare il file in " + a + ", " + descrivi_errno(errno));
+}
+
+}  // namespace j8
