@@ -7,6 +7,10 @@
 #include <fstream>
 #include <sstream>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace j8 {
 
 namespace {
@@ -61,8 +65,14 @@ void file_locali::scrivi_file(const std::string& percorso, const std::string& co
         std::remove(provvisorio.c_str());
         throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(e));
     }
+#ifdef _WIN32
+    // The C runtime's rename will not replace an existing file here.
+    if (!MoveFileExA(provvisorio.c_str(), percorso.c_str(), MOVEFILE_REPLACE_EXISTING)) {
+        e = GetLastError() == ERROR_ACCESS_DENIED ? EACCES : EIO;
+#else
     if (std::rename(provvisorio.c_str(), percorso.c_str()) != 0) {
         e = errno;
+#endif
         std::remove(provvisorio.c_str());
         throw errore_file(percorso, "impossibile sostituire il file, " + descrivi_errno(e));
     }
