@@ -1,0 +1,174 @@
+#include "regia.hpp"
+
+#include <cstdio>
+
+namespace j8::regia {
+
+namespace {
+
+std::string testo_di(HWND h) {
+    char buf[1024];
+    const int n = GetWindowTextA(h, buf, sizeof buf);
+    return std::string(buf, n > 0 ? size_t(n) : 0);
+}
+
+std::string classe_di(HWND h) {
+    char buf[256];
+    const int n = GetClassNameA(h, buf, sizeof buf);
+    return std::string(buf, n > 0 ? size_t(n) : 0);
+}
+
+struct ricerca {
+    DWORD pid;
+    std::vector<HWND> trovate;
+};
+
+BOOL CALLBACK per_finestra(HWND h, LPARAM lp) {
+    auto* r = reinterpret_cast<ricerca*>(lp);
+    DWORD pid = 0;
+    GetWindowThreadProcessId(h, &pid);
+    if (pid == r->pid && IsWindowVisible(h)) r->trovate.push_back(h);
+    return TRUE;
+}
+
+BOOL CALLBACK per_figlio(HWND h, LPARAM lp) {
+    reinterpret_cast<std::vector<HWND>*>(lp)->push_back(h);
+    return TRUE;
+}
+
+std::vector<HWND> finestre_del_processo(DWORD pid) {
+    ricerca r{pid, {}};
+    EnumWindows(per_finestra, LPARAM(&r));
+    return r.trovate;
+}
+
+std::vector<HWND> figli_di(HWND h) {
+    std::vector<HWND> v;
+    EnumChildWindows(h, per_figlio, LPARAM(&v));
+    return v;
+}
+
+// The text a message box shows (its static control).
+std::string testo_messaggio(HWND dialogo) {
+    std::string testo;
+    for (HWND f : figli_di(dialogo))
+        if (classe_di(f) == "Static" && !testo_di(f).empty()) testo = testo_di(f);
+    return testo;
+}
+
+std::string converti(const std::wstring& w) {
+    std::string s;
+    for (wchar_t c : w) s += c < 128 ? char(c) : '?';
+    return s;
+}
+
+}  // namespace
+
+bool salva_foto(HWND finestra, const std::wstring& percorso) {
+    SetForegroundWindow(finestra);
+    BringWindowToTop(finestra);
+    RedrawWindow(finestra, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
+    Sleep(400);
+    RECT r;
+    if (!GetWindowRect(finestra, &r)) return false;
+    const int w = r.right - r.left, h = r.bottom - r.top;
+    if (w <= 0 || h <= 0) return false;
+    HDC schermo = GetDC(nullptr);
+    HDC memoria = CreateCompatibleDC(schermo);
+    HBITMAP bmp = CreateCompatibleBitmap(schermo, w, h);
+    HGDIOBJ vecchio = SelectObject(memoria, bmp);
+    BitBlt(memoria, 0, 0, w, h, schermo, r.left, r.top, SRCCOPY);
+    SelectObject(memoria, vecchio);
+
+    BITMAPINFOHEADER bi{};
+    bi.biSize = sizeof bi;
+    bi.biWidth = w;
+    bi.biHeight = h;
+    bi.biPlanes = 1;
+    bi.biBitCount = 24;
+    bi.biCompression = BI_RGB;
+    const DWORD riga = DWORD((w * 3 + 3) & ~3);
+    std::vector<unsigned char> pixel(size_t(riga) * size_t(h));
+    GetDIBits(memoria, bmp, 0, UINT(h), pixel.data(), reinterpret_cast<BITMAPINFO*>(&bi),
+              DIB_RGB_COLORS);
+    DeleteObject(bmp);
+    DeleteDC(memoria);
+    ReleaseDC(nullptr, schermo);
+
+    BITMAPFILEHEADER bf{};
+    bf.bfType = 0x4D42;
+    bf.bfOffBits = sizeof bf + sizeof bi;
+    bf.bfSize = DWORD(bf.bfOffBits + pixel.size());
+    FILE* f = _wfopen(percorso.c_str(), L"wb");
+    if (!f) return false;
+    fwrite(&bf, sizeof bf, 1, f);
+    fwrite(&bi, sizeof bi, 1, f);
+    fwrite(pixel.data(), 1, pixel.size(), f);
+    return fclose(f) == 0;
+}
+
+esito_regia segui_j8_bbs(const std::wstring& programma, const std::wstring& argomenti,
+                         const std::wstring& cartella_foto, int secondi_massimi) {
+    esito_regia esito;
+    std::wstring cartella = programma.substr(0, programma.find_last_of(L"\\/"));
+    std::wstring riga = L"\"" + programma + L"\" " + argomenti;
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    if (!CreateProcessW(programma.c_str(), riga.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        cartella.c_str(), &si, &pi)) {
+        esito.messaggi.push_back("impossibile avviare il programma");
+        return esito;
+    }
+    CloseHandle(pi.hThread);
+
+    auto foto = [&](HWND h, const wchar_t* nome) {
+        if (cartella_foto.empty()) return;
+        const std::wstring percorso = cartella_foto + L"\\" + nome;
+        if (salva_foto(h, percorso)) esito.foto.push_back(converti(percorso));
+    };
+
+    bool foto_collegamento = false;
+    const DWORD inizio = GetTickCount();
+    while (GetTickCount() - inizio < DWORD(secondi_massimi) * 1000) {
+        if (WaitForSingleObject(pi.hProcess, 250) == WAIT_OBJECT_0) {
+            esito.terminato = true;
+            break;
+        }
+        HWND collegamento = nullptr, aggiornamento = nullptr;
+        for (HWND h : finestre_del_processo(pi.dwProcessId)) {
+            const std::string classe = classe_di(h), titolo = testo_di(h);
+            if (classe == "#32770") {
+                // A message box: picture, note its text, answer OK.
+                const std::string testo = testo_messaggio(h);
+                foto(h, L"messaggio.bmp");
+                esito.messaggi.push_back(testo);
+                SendMessageW(h, WM_COMMAND, IDOK, 0);
+            } else if (classe == "j8_form_collegamento") {
+                collegamento = h;
+            } else if (titolo == "J8_aggiornamento") {
+                aggiornamento = h;
+            }
+        }
+        if (collegamento && !foto_collegamento && GetTickCount() - inizio > 1500) {
+            foto(collegamento, L"form_collegamento.bmp");
+            foto_collegamento = true;
+        }
+        if (aggiornamento) {
+            for (HWND f : figli_di(aggiornamento)) {
+                const std::string t = testo_di(f);
+                if (t == "AGGIORNAMENTO COMPLETATO" || t == "Chiudere il programma") {
+                    esito.stato_finale = t;
+                    foto(aggiornamento, L"form_aggiornamento.bmp");
+                    PostMessageW(aggiornamento, WM_CLOSE, 0, 0);
+                    break;
+                }
+            }
+        }
+    }
+    if (!esito.terminato) TerminateProcess(pi.hProcess, 99);
+    CloseHandle(pi.hProcess);
+    return esito;
+}
+
+}  // namespace j8::regia

@@ -1,0 +1,264 @@
+#include "finestra_collegamento.hpp"
+
+#include <exception>
+
+namespace j8 {
+
+namespace {
+
+const wchar_t* const classe_finestra = L"j8_form_collegamento";
+
+enum id_controllo : int {
+    id_utente = 101,
+    id_password,
+    id_telefono,
+    id_direttorio_hptrm,
+    id_direttorio_origine,
+    id_direttorio_deposito,
+    id_t_direttorio_archivio,
+    id_t_direttorio_tabelle,
+    id_Frame1,
+    id_italiano,
+    id_inglese,
+    id_Command1,
+    id_Command2,
+    id_Label6,
+    id_Timer1 = 1,
+};
+
+struct riga_campo {
+    int id;
+    const char* didascalia;
+    const char* nome_etichetta;
+};
+
+const riga_campo campi[] = {
+    {id_utente, didascalie_collegamento::Label1, "Label1"},
+    {id_password, didascalie_collegamento::Label2, "Label2"},
+    {id_telefono, didascalie_collegamento::Label4, "Label4"},
+    {id_direttorio_hptrm, didascalie_collegamento::Label3, "Label3"},
+    {id_direttorio_origine, didascalie_collegamento::Label7, "Label7"},
+    {id_direttorio_deposito, didascalie_collegamento::Label5, "Label5"},
+    {id_t_direttorio_archivio, didascalie_collegamento::Label8, "Label8"},
+    {id_t_direttorio_tabelle, didascalie_collegamento::Label9, "Label9"},
+};
+
+std::string* campo_del_modello(modello_collegamento& m, int id) {
+    switch (id) {
+        case id_utente: return &m.utente;
+        case id_password: return &m.password;
+        case id_telefono: return &m.telefono;
+        case id_direttorio_hptrm: return &m.direttorio_hptrm;
+        case id_direttorio_origine: return &m.direttorio_origine;
+        case id_direttorio_deposito: return &m.direttorio_deposito;
+        case id_t_direttorio_archivio: return &m.t_direttorio_archivio;
+        case id_t_direttorio_tabelle: return &m.t_direttorio_tabelle;
+    }
+    return nullptr;
+}
+
+// Layout, in pixels at 96 dpi.
+constexpr int margine = 16;
+constexpr int larghezza_etichetta = 150;
+constexpr int larghezza_campo = 390;
+constexpr int altezza_riga = 24;
+constexpr int passo_riga = 32;
+constexpr int cima_campi = 64;
+constexpr int larghezza_client = margine * 2 + larghezza_etichetta + larghezza_campo;
+
+}  // namespace
+
+std::wstring a_wide(const std::string& testo) {
+    if (testo.empty()) return {};
+    const int n = MultiByteToWideChar(1252, 0, testo.data(), int(testo.size()), nullptr, 0);
+    std::wstring w(n, L'\0');
+    MultiByteToWideChar(1252, 0, testo.data(), int(testo.size()), w.data(), n);
+    return w;
+}
+
+std::string da_wide(const std::wstring& testo) {
+    if (testo.empty()) return {};
+    const int n = WideCharToMultiByte(1252, 0, testo.data(), int(testo.size()), nullptr, 0, nullptr,
+                                      nullptr);
+    std::string s(n, '\0');
+    WideCharToMultiByte(1252, 0, testo.data(), int(testo.size()), s.data(), n, nullptr, nullptr);
+    return s;
+}
+
+void termina_programma(int codice) { ExitProcess(UINT(codice)); }
+
+finestra_collegamento::finestra_collegamento(form_collegamento& form) : form_(form) {}
+
+void finestra_collegamento::crea(HINSTANCE istanza, int mostra) {
+    WNDCLASSEXW wc{};
+    wc.cbSize = sizeof wc;
+    wc.lpfnWndProc = procedura;
+    wc.hInstance = istanza;
+    wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
+    wc.hIcon = LoadIcon(nullptr, IDI_APPLICATION);
+    wc.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
+    wc.lpszClassName = classe_finestra;
+    RegisterClassExW(&wc);
+
+    const int altezza_client = cima_campi + 8 * passo_riga + 96;
+    RECT r{0, 0, larghezza_client, altezza_client};
+    const DWORD stile = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX;
+    AdjustWindowRect(&r, stile, FALSE);
+    hwnd_ = CreateWindowExW(0, classe_finestra, L"j8_bbs - Collegamento BBS", stile, CW_USEDEFAULT,
+                            CW_USEDEFAULT, r.right - r.left, r.bottom - r.top, nullptr, nullptr,
+                            istanza, this);
+    crea_controlli();
+    // Start-up: the form shows itself first, then loads its settings.
+    ShowWindow(hwnd_, mostra);
+    UpdateWindow(hwnd_);
+    evento([this] { form_.Form_Load(); });
+}
+
+void finestra_collegamento::crea_controlli() {
+    NONCLIENTMETRICSW ncm{};
+    ncm.cbSize = sizeof ncm;
+    SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof ncm, &ncm, 0);
+    LOGFONTW lf = ncm.lfMessageFont;
+    lf.lfHeight = -13;
+    carattere_ = CreateFontIndirectW(&lf);
+    lf.lfWeight = FW_BOLD;
+    grassetto_ = CreateFontIndirectW(&lf);
+    HINSTANCE ist = HINSTANCE(GetWindowLongPtrW(hwnd_, GWLP_HINSTANCE));
+
+    auto nuovo = [&](const wchar_t* classe, const std::string& testo, DWORD stile, int x, int y, int w,
+                     int h, int id, DWORD stile_ex = 0) {
+        HWND c = CreateWindowExW(stile_ex, classe, a_wide(testo).c_str(), WS_CHILD | WS_VISIBLE | stile,
+                                 x, y, w, h, hwnd_, HMENU(INT_PTR(id)), ist, nullptr);
+        SendMessageW(c, WM_SETFONT, WPARAM(carattere_), TRUE);
+        return c;
+    };
+
+    HWND avviso = nuovo(L"STATIC", didascalie_collegamento::Label6, SS_LEFT, margine, 12,
+                        larghezza_client - 2 * margine, 40, id_Label6);
+    SendMessageW(avviso, WM_SETFONT, WPARAM(grassetto_), TRUE);
+
+    int y = cima_campi;
+    for (const riga_campo& c : campi) {
+        nuovo(L"STATIC", c.didascalia, SS_LEFT | SS_CENTERIMAGE, margine, y, larghezza_etichetta,
+              altezza_riga, -1);
+        nuovo(L"EDIT", "", ES_AUTOHSCROLL | WS_TABSTOP, margine + larghezza_etichetta, y,
+              larghezza_campo, altezza_riga, c.id, WS_EX_CLIENTEDGE);
+        y += passo_riga;
+    }
+    y += 8;
+    nuovo(L"BUTTON", didascalie_collegamento::Frame1, BS_GROUPBOX, margine, y, 250, 60, id_Frame1);
+    nuovo(L"BUTTON", didascalie_collegamento::italiano, BS_AUTORADIOBUTTON | WS_GROUP | WS_TABSTOP,
+          margine + 14, y + 26, 100, 22, id_italiano);
+    nuovo(L"BUTTON", didascalie_collegamento::inglese, BS_AUTORADIOBUTTON, margine + 124, y + 26, 100,
+          22, id_inglese);
+    const int x_pulsanti = larghezza_client - margine - 170;
+    nuovo(L"BUTTON", didascalie_collegamento::Command1, BS_DEFPUSHBUTTON | WS_TABSTOP | WS_GROUP,
+          x_pulsanti, y + 2, 170, 28, id_Command1);
+    nuovo(L"BUTTON", didascalie_collegamento::Command2, BS_PUSHBUTTON | WS_TABSTOP, x_pulsanti, y + 34,
+          170, 28, id_Command2);
+    scrivi_controlli();
+}
+
+void finestra_collegamento::leggi_controlli() {
+    for (const riga_campo& c : campi) {
+        HWND e = controllo(c.id);
+        std::wstring w(size_t(GetWindowTextLengthW(e)) + 1, L'\0');
+        w.resize(size_t(GetWindowTextW(e, w.data(), int(w.size()))));
+        *campo_del_modello(form_.modello, c.id) = da_wide(w);
+    }
+    form_.modello.italiano = IsDlgButtonChecked(hwnd_, id_italiano) == BST_CHECKED;
+    form_.modello.inglese = IsDlgButtonChecked(hwnd_, id_inglese) == BST_CHECKED;
+}
+
+void finestra_collegamento::scrivi_controlli() {
+    for (const riga_campo& c : campi) {
+        const std::wstring w = a_wide(*campo_del_modello(form_.modello, c.id));
+        HWND e = controllo(c.id);
+        std::wstring ora(size_t(GetWindowTextLengthW(e)) + 1, L'\0');
+        ora.resize(size_t(GetWindowTextW(e, ora.data(), int(ora.size()))));
+        if (ora != w) SetWindowTextW(e, w.c_str());
+    }
+    CheckDlgButton(hwnd_, id_italiano, form_.modello.italiano ? BST_CHECKED : BST_UNCHECKED);
+    CheckDlgButton(hwnd_, id_inglese, form_.modello.inglese ? BST_CHECKED : BST_UNCHECKED);
+}
+
+void finestra_collegamento::applica_timer() {
+    if (form_.modello.Timer1.abilitato)
+        SetTimer(hwnd_, id_Timer1, UINT(form_.modello.Timer1.intervallo), nullptr);
+    else
+        KillTimer(hwnd_, id_Timer1);
+}
+
+template <class F>
+void finestra_collegamento::evento(F&& f) {
+    if (occupato_) return;
+    occupato_ = true;
+    leggi_controlli();
+    try {
+        f();
+    } catch (const std::exception& e) {
+        // Anything the form does not handle stops the program with a
+        // report, as a run-time error would.
+        MessageBoxW(hwnd_, a_wide(std::string("Errore di esecuzione:\n") + e.what()).c_str(),
+                    L"j8_bbs", MB_OK | MB_ICONERROR);
+        termina_programma(1);
+    }
+    scrivi_controlli();
+    applica_timer();
+    occupato_ = false;
+    if (form_.esito == fine_sessione::manca_portante) termina_programma(0);
+}
+
+void finestra_collegamento::premi_avvia() const {
+    PostMessageW(hwnd_, WM_COMMAND, MAKEWPARAM(id_Command1, BN_CLICKED), LPARAM(GetDlgItem(hwnd_, id_Command1)));
+}
+
+LRESULT CALLBACK finestra_collegamento::procedura(HWND h, UINT msg, WPARAM wp, LPARAM lp) {
+    if (msg == WM_NCCREATE) {
+        auto* self = static_cast<finestra_collegamento*>(reinterpret_cast<CREATESTRUCTW*>(lp)->lpCreateParams);
+        self->hwnd_ = h;
+        SetWindowLongPtrW(h, GWLP_USERDATA, LONG_PTR(self));
+    }
+    auto* self = reinterpret_cast<finestra_collegamento*>(GetWindowLongPtrW(h, GWLP_USERDATA));
+    if (!self) return DefWindowProcW(h, msg, wp, lp);
+    return self->messaggio(msg, wp, lp);
+}
+
+LRESULT finestra_collegamento::messaggio(UINT msg, WPARAM wp, LPARAM lp) {
+    switch (msg) {
+        case WM_COMMAND:
+            if (HIWORD(wp) == BN_CLICKED && LOWORD(wp) == id_Command1) {
+                evento([this] { form_.Command1_Click(); });
+                return 0;
+            }
+            if (HIWORD(wp) == BN_CLICKED && LOWORD(wp) == id_Command2) {
+                evento([this] { form_.Command2_Click(); });
+                return 0;
+            }
+            break;
+        case WM_TIMER:
+            if (wp == id_Timer1) {
+                // The script runs once: it disables Timer1 before anything.
+                KillTimer(hwnd_, id_Timer1);
+                evento([this] { form_.Timer1_Timer(); });
+                return 0;
+            }
+            break;
+        case WM_CTLCOLORSTATIC:
+            if (HWND(lp) == controllo(id_Label6)) {
+                HDC dc = HDC(wp);
+                SetTextColor(dc, RGB(160, 0, 0));
+                SetBkMode(dc, TRANSPARENT);
+                return LRESULT(GetSysColorBrush(COLOR_BTNFACE));
+            }
+            break;
+        case WM_CLOSE:
+        case WM_DESTROY:
+            // Closing the form ends the program, even in the middle of a
+            // session that is polling the terminal.
+            termina_programma(0);
+    }
+    return DefWindowProcW(hwnd_, msg, wp, lp);
+}
+
+}  // namespace j8
