@@ -1,0 +1,125 @@
+// j8_impostazioni: reads, creates and changes the ciphered settings files
+// ("j8_bbs_config.txt", "j8_config.txt") on the workstation's disk.
+//
+//   j8_impostazioni leggi FILE
+//   j8_impostazioni crea FILE [--orologio SECONDI]   (key=value lines on stdin)
+//   j8_impostazioni imposta FILE CHIAVE VALORE
+//
+// Exit status 0 on success, 2 on any error (one Italian line on stderr;
+// the file is left as it was).
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#endif
+
+#include "j8_modulo_aggiornamento/cifrario.hpp"
+#include "j8_modulo_aggiornamento/impostazioni.hpp"
+#include "motore_tabelle/file_locali.hpp"
+
+namespace {
+
+constexpr int esito_errore = 2;
+
+int uso() {
+    std::cerr << "uso: j8_impostazioni leggi FILE | crea FILE [--orologio SECONDI] | "
+                 "imposta FILE CHIAVE VALORE\n";
+    return esito_errore;
+}
+
+// Seconds since local midnight, as the old runtime's timer gave them.
+float secondi_da_mezzanotte() {
+    using namespace std::chrono;
+    auto ora = system_clock::now();
+    std::time_t t = system_clock::to_time_t(ora);
+    std::tm locale{};
+#ifdef _WIN32
+    localtime_s(&locale, &t);
+#else
+    localtime_r(&t, &locale);
+#endif
+    auto millesimi = duration_cast<milliseconds>(ora.time_since_epoch()).count() % 1000;
+    return static_cast<float>(locale.tm_hour * 3600 + locale.tm_min * 60 + locale.tm_sec) +
+           static_cast<float>(millesimi) / 1000.0f;
+}
+
+int leggi(const std::string& percorso) {
+    j8::file_locali disco;
+    j8::leggi_impostazioni(disco, percorso, secondi_da_mezzanotte(),
+                           [](const j8::riga_impostazione& r) {
+                               std::fwrite(r.testo.data(), 1, r.testo.size(), stdout);
+                               std::fputc('\n', stdout);
+                               return true;
+                           });
+    return std::fflush(stdout) == 0 ? 0 : esito_errore;
+}
+
+int crea(const std::string& percorso, float secondi) {
+    std::string ingresso((std::istreambuf_iterator<char>(std::cin)), std::istreambuf_iterator<char>());
+    std::vector<std::string> righe;
+    std::size_t inizio = 0;
+    while (inizio < ingresso.size()) {
+        std::size_t fine = ingresso.find('\n', inizio);
+        if (fine == std::string::npos) fine = ingresso.size();
+        std::string riga = ingresso.substr(inizio, fine - inizio);
+        if (!riga.empty() && riga.back() == '\r') riga.pop_back();
+        righe.push_back(std::move(riga));
+        inizio = fine + 1;
+    }
+    std::string contenuto = j8::componi_impostazioni(percorso, righe, secondi);
+    j8::file_locali disco;
+    disco.scrivi_file(percorso, contenuto);
+    return 0;
+}
+
+int imposta(const std::string& percorso, const std::string& chiave, const std::string& valore) {
+    j8::file_locali disco;
+    if (!disco.esiste_file(percorso)) throw j8::errore_file(percorso, "file non trovato");
+    j8::riscrivi_impostazione(disco, percorso, chiave, valore, secondi_da_mezzanotte(), true);
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+#ifdef _WIN32
+    // Bytes as they are: no LF to CR LF translation on either side.
+    _setmode(_fileno(stdout), _O_BINARY);
+    _setmode(_fileno(stdin), _O_BINARY);
+#endif
+    std::vector<std::string> argomenti(argv + 1, argv + argc);
+    if (argomenti.empty()) return uso();
+    try {
+        if (argomenti.size() == 2 && argomenti[0] == "leggi") return leggi(argomenti[1]);
+        if (argomenti.size() == 4 && argomenti[0] == "imposta")
+            return imposta(argomenti[1], argomenti[2], argomenti[3]);
+        if (argomenti[0] == "crea" && (argomenti.size() == 2 ||
+                                       (argomenti.size() == 4 && argomenti[2] == "--orologio"))) {
+            float secondi = secondi_da_mezzanotte();
+            if (argomenti.size() == 4) {
+                char* fine = nullptr;
+                secondi = std::strtof(argomenti[3].c_str(), &fine);
+                if (argomenti[3].empty() || *fine != '\0' || !(secondi >= 0.0f && secondi < 86400.0f)) {
+                    std::cerr << "j8_impostazioni: secondi da mezzanotte non validi: " << argomenti[3]
+                              << " (da 0 a 86399)\n";
+                    return esito_errore;
+                }
+            }
+            return crea(argomenti[1], secondi);
+        }
+        return uso();
+    } catch (const std::exception& e) {
+        std::cerr << "j8_impostazioni: " << e.what() << '\n';
+        return esito_errore;
+    }
+}
