@@ -1,0 +1,592 @@
+#include "j8_form_aggiornamento/form_aggiornamento.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <exception>
+
+#include "j8_form_aggiornamento/manda_tasto.hpp"
+#include "j8_modulo_aggiornamento/impostazioni.hpp"
+#include "j8_modulo_aggiornamento/valori_programma.hpp"
+#include "motore_tabelle/motore_tabelle.hpp"
+
+namespace j8 {
+
+const std::vector<std::string> tabelle_obbligatorie = {
+    "farmaci.tda", "farmaci_secondario_completo.tda", "principi_attivi.tda",
+    "notessn.tda", "atc.tda",   "ditte.tda"};
+const std::vector<std::string> tabelle_facoltative = {
+    "generici.tda", "rimborsi.tda", "farmaci_variati.tda", "presidi.tda"};
+
+namespace {
+
+const std::vector<std::string> tabelle_ricopiate = {
+    "farmaci.tda", "principi_attivi.tda", "notessn.tda", "atc.tda", "ditte.tda"};
+
+const std::string pacchetto_base = "j8000000.exe";
+const std::string titolo_form = "J8_aggiornamento";
+const std::string elenco_ripristino = "elenco_ripristino.txt";
+
+std::string minuscolo(std::string testo) {
+    for (char& c : testo) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return testo;
+}
+
+std::string senza_barra(const std::string& d) {
+    if (!d.empty() && d.back() == '\\') return d.substr(0, d.size() - 1);
+    return d;
+}
+
+std::string con_barra(const std::string& d) {
+    if (d.empty() || d.back() == '\\') return d;
+    return d + "\\";
+}
+
+// The package name inside a full path: the first 8 of its last 12 characters.
+std::string nome_da_percorso(const std::string& percorso) {
+    const std::string coda = percorso.size() > 12 ? percorso.substr(percorso.size() - 12) : percorso;
+    return coda.substr(0, 8);
+}
+
+std::string messaggio_di(const std::exception& e) {
+    if (auto f = dynamic_cast<const errore_file*>(&e)) {
+        return f->problema() + ": " + f->percorso();
+    }
+    if (auto i = dynamic_cast<const errore_impostazioni*>(&e)) {
+        return i->problema() + ": " + i->percorso() + " (riga " + std::to_string(i->riga()) + ")";
+    }
+    return e.what();
+}
+
+}  // namespace
+
+namespace pacchetti {
+
+long valore_numerico(const std::string& testo) {
+    std::size_t i = 0;
+    while (i < testo.size() && (testo[i] == ' ' || testo[i] == '\t')) ++i;
+    long valore = 0;
+    for (; i < testo.size() && std::isdigit(static_cast<unsigned char>(testo[i])); ++i) {
+        if (valore > 100000000L) break;  // names carry six digits; stay clear of overflow
+        valore = valore * 10 + (testo[i] - '0');
+    }
+    return valore;
+}
+
+long numero(const std::string& nome) {
+    return nome.size() > 2 ? valore_numerico(nome.substr(2, 6)) : 0;
+}
+
+std::string successivo(const std::string& nome) {
+    const std::string cifre = std::to_string(valore_numerico(nome.size() > 2 ? nome.substr(2) : "") + 1);
+    const std::size_t tenuti = cifre.size() < 8 ? 8 - cifre.size() : 0;
+    return nome.substr(0, std::min(tenuti, nome.size())) + cifre;
+}
+
+}  // namespace pacchetti
+
+modello_aggiornamento::modello_aggiornamento() {
+    Label1.grassetto = true;
+    Label2.grassetto = true;
+    Label2.visible = false;
+    Label1.top = 16;
+    Label1.height = 36;
+    Label2.top = 60;
+    Label2.height = 24;
+    Label3.left = 24;
+    Label3.top = 128;
+    Label3.width = 432;
+    Label3.height = 150;
+    Label3.caption = "";
+}
+
+form_aggiornamento::form_aggiornamento(piattaforma& p, vista_aggiornamento& vista)
+    : p_(p), vista_(vista) {}
+
+void form_aggiornamento::attendi(double secondi) { attendi_secondi(p_, secondi); }
+
+void form_aggiornamento::svuota_e_rimuovi(const std::string& direttorio) {
+    const std::string d = senza_barra(direttorio);
+    try {
+        if (!p_.esiste_direttorio(d)) return;
+        for (const std::string& nome : p_.elenca_file(d, "*.*")) {
+            try {
+                p_.cancella_file(d + "\\" + nome);
+            } catch (const std::exception&) {
+            }
+        }
+        p_.rimuovi_direttorio(d);
+    } catch (const std::exception&) {
+    }
+}
+
+// ---------------------------------------------------------------- load
+
+esito_caricamento form_aggiornamento::Form_Load() {
+    if (a_capo.empty()) a_capo = "\r\n";
+    modello.Label1.caption = "L'esecuzione dell'aggiornamento potrà richiedere alcuni minuti";
+    modello.Label1.width = modello.Label2.width = modello.Label3.width;
+    modello.Label1.left = modello.Label2.left = modello.Label3.left;
+
+    try {
+        const std::string unita = direttorio_archivio.substr(0, 3);
+        const std::string lavoro = unita + "j8\\lavoro_aggiornamento";
+        svuota_e_rimuovi(lavoro);
+        if (!p_.esiste_direttorio(unita + "j8")) p_.crea_direttorio(unita + "j8");
+        p_.crea_direttorio(lavoro);
+        direttorio_lavoro = lavoro + "\\";
+
+        const std::string archivio = senza_barra(direttorio_archivio);
+        if (!p_.esiste_direttorio(archivio)) p_.crea_direttorio(archivio);
+
+        // Keep the newest twenty packages of the archive.
+        const std::vector<std::string> archiviati = p_.elenca_file(archivio, "*.exe");
+        long piu_alto = 0;
+        for (const std::string& nome : archiviati) piu_alto = std::max(piu_alto, pacchetti::numero(nome));
+        if (archiviati.size() > 20) {
+            for (const std::string& nome : archiviati) {
+                if (pacchetti::numero(nome) <= piu_alto - 20) {
+                    try {
+                        p_.cancella_file(archivio + "\\" + nome);
+                    } catch (const std::exception&) {
+                    }
+                }
+            }
+        }
+    } catch (const std::exception& e) {
+        p_.messaggio("Impossibile preparare la cartella di lavoro dell'aggiornamento." + a_capo +
+                         messaggio_di(e),
+                     titolo_form);
+        return esito_caricamento::fine_programma;
+    }
+
+    const posizione_impostazioni pos = cerca_impostazioni(p_, file_configurazione);
+    if (!pos.esiste) {
+        p_.messaggio("file configurazione (j8_config.txt)non trovato in " + p_.direttorio_corrente(),
+                     titolo_form);
+        return esito_caricamento::fine_programma;
+    }
+    try {
+        leggi_impostazioni(p_, pos.percorso, p_.secondi_da_mezzanotte(),
+                           [&](const riga_impostazione& r) {
+                               if (r.chiave != "direttorio tabelle") return true;
+                               direttorio_tabelle = r.valore;
+                               if (su_direttorio_tabelle) su_direttorio_tabelle(r.valore);
+                               return false;
+                           });
+    } catch (const std::exception& e) {
+        p_.messaggio("Impossibile leggere il file configurazione." + a_capo + messaggio_di(e),
+                     titolo_form);
+        return esito_caricamento::fine_programma;
+    }
+    ridisegna();
+    return esito_caricamento::pronto;
+}
+
+void form_aggiornamento::Timer1_Timer() {
+    auto& l = modello.Label1;
+    l.caption = l.caption.empty() ? l.tag : std::string();
+    ridisegna();
+}
+
+void form_aggiornamento::Command1_Click() { aggiorna_tabelle(); }
+
+void form_aggiornamento::esegui_aggiornamento() { Command1_Click(); }
+
+// ---------------------------------------------------------------- run backup
+
+std::string form_aggiornamento::direttorio_ripristino() const {
+    return direttorio_archivio.substr(0, 3) + "j8\\ripristino_aggiornamento\\";
+}
+
+void form_aggiornamento::inizia_ripristino() {
+    protetti_.clear();
+    const std::string d = direttorio_ripristino();
+    svuota_e_rimuovi(d);
+    const std::string j8 = direttorio_archivio.substr(0, 3) + "j8";
+    if (!p_.esiste_direttorio(j8)) p_.crea_direttorio(j8);
+    p_.crea_direttorio(senza_barra(d));
+    p_.scrivi_file(d + elenco_ripristino, "");
+}
+
+// Saves a file of the tables directory the first time the run is about to
+// change it; the list says which files existed, so a restore also removes
+// files the run created.
+void form_aggiornamento::proteggi(const std::string& nome) {
+    const std::string chiave = minuscolo(nome);
+    if (std::find(protetti_.begin(), protetti_.end(), chiave) != protetti_.end()) return;
+    const std::string d = direttorio_ripristino();
+    const bool c_era = p_.esiste_file(direttorio_tabelle + nome);
+    if (c_era) p_.copia_file(direttorio_tabelle + nome, d + chiave);
+    protetti_.push_back(chiave);
+    std::string elenco;
+    for (const std::string& n : protetti_) {
+        const bool esisteva = n == chiave ? c_era : p_.esiste_file(d + n);
+        elenco += (esisteva ? "1 " : "0 ") + n + "\r\n";
+    }
+    p_.scrivi_file(d + elenco_ripristino, elenco);
+}
+
+void form_aggiornamento::copia_in_tabelle(const std::string& da, const std::string& nome) {
+    proteggi(nome);
+    p_.copia_file(da, direttorio_tabelle + nome);
+}
+
+bool form_aggiornamento::ripristina(std::string& errore) {
+    const std::string d = direttorio_ripristino();
+    bool riuscito = true;
+    std::string elenco;
+    try {
+        elenco = p_.leggi_file(d + elenco_ripristino);
+    } catch (const std::exception& e) {
+        errore = messaggio_di(e);
+        return false;
+    }
+    std::size_t inizio = 0;
+    while (inizio < elenco.size()) {
+        std::size_t fine = elenco.find("\r\n", inizio);
+        if (fine == std::string::npos) fine = elenco.size();
+        const std::string riga = elenco.substr(inizio, fine - inizio);
+        inizio = fine + 2;
+        if (riga.size() < 3) continue;
+        const std::string nome = riga.substr(2);
+        try {
+            if (riga[0] == '1') {
+                p_.copia_file(d + nome, direttorio_tabelle + nome);
+            } else if (p_.esiste_file(direttorio_tabelle + nome)) {
+                p_.cancella_file(direttorio_tabelle + nome);
+            }
+        } catch (const std::exception& e) {
+            if (riuscito) errore = messaggio_di(e);
+            riuscito = false;
+        }
+    }
+    return riuscito;
+}
+
+void form_aggiornamento::chiudi_ripristino() {
+    svuota_e_rimuovi(direttorio_ripristino());
+    protetti_.clear();
+}
+
+void form_aggiornamento::interrompi(const std::string& problema) {
+    std::string errore_ripristino;
+    const bool ripristinate = protetti_.empty() || ripristina(errore_ripristino);
+    std::string testo = "Aggiornamento interrotto." + a_capo + problema + a_capo + a_capo;
+    if (ripristinate) {
+        testo += "Le tabelle sono state ripristinate come erano prima dell'aggiornamento.";
+        testo += a_capo + "Il file j8_bbs_config.txt non e' stato modificato: "
+                          "l'aggiornamento si puo' ripetere.";
+    } else {
+        testo += "Attenzione: non e' stato possibile ripristinare le tabelle (" + errore_ripristino +
+                 "). La copia delle tabelle di prima dell'aggiornamento e' in " +
+                 direttorio_ripristino() + ".";
+    }
+    modello.Timer1.enabled = false;
+    modello.ProgressBar1.visible = false;
+    modello.ProgressBar1.value = 0;
+    modello.Label1.back_color = colore_rosso;
+    modello.Label1.caption = "Chiudere il programma";
+    modello.Label1.visible = true;
+    modello.Label3.caption += a_capo + a_capo + (ripristinate
+                                                     ? "  ------- Aggiornamento interrotto: tabelle ripristinate -------"
+                                                     : "  ------- Aggiornamento interrotto: tabelle NON ripristinate -------");
+    ridisegna();
+    p_.messaggio(testo, titolo_form);
+    if (ripristinate) chiudi_ripristino();
+    svuota_e_rimuovi(direttorio_lavoro);
+}
+
+namespace {
+
+// The engine's progress shown on the form.
+class avanzamento_form : public avanzamento {
+public:
+    avanzamento_form(piattaforma& p, modello_aggiornamento& m, vista_aggiornamento& v)
+        : p_(p), m_(m), v_(v) {}
+    void barra_visibile(bool visibile) override {
+        m_.ProgressBar1.visible = visibile;
+        v_.ridisegna(m_);
+    }
+    void valore_barra(float percento) override {
+        const int valore = static_cast<int>(percento);
+        m_.ProgressBar1.value = std::clamp(valore, 0, 100);
+        v_.ridisegna(m_);
+    }
+    void stato_lampeggiante(const std::string& testo) override {
+        m_.Label1.caption = testo;
+        m_.Label1.tag = testo;
+        m_.Label1.visible = true;
+        m_.Timer1.interval = 700;
+        m_.Timer1.enabled = true;
+        v_.ridisegna(m_);
+    }
+    void lascia_girare() override { p_.esegui_eventi(); }
+
+private:
+    piattaforma& p_;
+    modello_aggiornamento& m_;
+    vista_aggiornamento& v_;
+};
+
+const char* stato_di(const std::string& nome_minuscolo) {
+    if (nome_minuscolo == "farmaci.faf") return "Aggiornamento Farmaci. Attendere...";
+    if (nome_minuscolo == "notessn.faf") return "Aggiornamento Note SSN. Attendere...";
+    if (nome_minuscolo == "principi_attivi.faf") return "Aggiornamento Principi Attivi. Attendere...";
+    if (nome_minuscolo == "atc.faf") return "Aggiornamento ATC. Attendere...";
+    if (nome_minuscolo == "ditte.faf") return "Aggiornamento Ditte. Attendere...";
+    return nullptr;
+}
+
+bool e_facoltativa(const std::string& nome_minuscolo) {
+    return std::find(tabelle_facoltative.begin(), tabelle_facoltative.end(), nome_minuscolo) !=
+           tabelle_facoltative.end();
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- the run
+
+void form_aggiornamento::aggiorna_tabelle() {
+    if (in_corso_) return;  // a click while the run lets events through
+    in_corso_ = true;
+    struct fine_corsa {
+        bool& b;
+        ~fine_corsa() { b = false; }
+    } fine{in_corso_};
+    if (a_capo.empty()) a_capo = "\r\n";
+    protetti_.clear();
+    try {
+        std::string prossimo;
+        int totale = 0;
+        if (!verifica_e_prepara(prossimo, totale)) return;
+        applica_pacchetti(prossimo, totale);
+        completa();
+    } catch (const std::exception& e) {
+        interrompi(messaggio_di(e));
+    }
+}
+
+bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) {
+    auto& m = modello;
+    m.Label3.caption = "1) Verifica compatibilità aggiornamento";
+    ridisegna();
+    m.Label1.caption = "Attendere...";
+    m.Label1.visible = true;
+    ridisegna();
+
+    const std::string da_bbs = senza_barra(direttorio_da_bbs);
+    const std::string ultimo = minuscolo(ultimo_aggiornamento);
+    totale = 0;
+    for (const std::string& nome : p_.elenca_file(da_bbs, "*.exe")) {
+        const std::string inizio = minuscolo(nome.substr(0, 8));
+        if (inizio > ultimo || inizio == "j8000000") ++totale;
+    }
+
+    const long ultimo_numero = pacchetti::valore_numerico(
+        ultimo_aggiornamento.size() > 2 ? ultimo_aggiornamento.substr(2) : "");
+    const bool base_presente = p_.esiste_file(direttorio_da_bbs + pacchetto_base);
+    prossimo = pacchetti::successivo(ultimo_aggiornamento) + ".exe";
+    if (!p_.esiste_file(direttorio_da_bbs + prossimo)) {
+        if (!base_presente) {
+            m.Label1.back_color = colore_verde;
+            m.Label1.caption = "Chiudere il programma";
+            m.Label3.caption += a_capo +
+                                "Impossibile eseguire l'aggiornamento. Mancante o non compatibile con "
+                                "quello precedente." +
+                                "\r\n" + "Contattare il fornitore del programma per informazioni.";
+            m.Label1.visible = true;
+            ridisegna();
+            return false;
+        }
+        prossimo = ultimo_numero == 0 ? pacchetto_base : std::string();
+    }
+    if (ultimo_numero == 0 && base_presente) prossimo = pacchetto_base;
+
+    // "ultime_tabelle" beside the tables directory.
+    if (direttorio_tabelle.size() >= 2) {
+        const std::size_t barra = direttorio_tabelle.rfind('\\', direttorio_tabelle.size() - 2);
+        if (barra != std::string::npos) {
+            direttorio_ultime_tabelle = direttorio_tabelle.substr(0, barra + 1) + "ultime_tabelle";
+        }
+    }
+    const std::string ultime = senza_barra(direttorio_ultime_tabelle);
+    if (!ultime.empty() && !p_.esiste_direttorio(ultime)) p_.crea_direttorio(ultime);
+    direttorio_ultime_tabelle = con_barra(direttorio_ultime_tabelle);
+
+    inizia_ripristino();
+    sblocca_tabelle(p_, direttorio_ultime_tabelle);
+    proteggi("farmaci.tda");
+    proteggi("farmaci.$$$");
+    {
+        avanzamento_form av(p_, m, vista_);
+        motore_tabelle(p_, av).elimina_doppi_farmaci(direttorio_tabelle);
+    }
+
+    for (const std::string& nome : tabelle_obbligatorie) {
+        p_.copia_file(direttorio_tabelle + nome, direttorio_ultime_tabelle + nome);
+    }
+    for (const std::string& nome : tabelle_facoltative) {
+        if (p_.esiste_file(direttorio_tabelle + nome)) {
+            p_.copia_file(direttorio_tabelle + nome, direttorio_ultime_tabelle + nome);
+        }
+    }
+    for (const std::string& nome : tabelle_obbligatorie) {
+        p_.copia_file(direttorio_tabelle + nome, direttorio_lavoro + nome);
+    }
+    m.Label3.caption += a_capo + "2) Esecuzione dell'aggiornamento";
+    ridisegna();
+    return true;
+}
+
+// ---------------------------------------------------------------- packages
+
+
+void sblocca_tabelle(piattaforma& p, const std::string& direttorio) {
+    const std::string tabelle = direttorio_tabelle;
+    for (const std::string* base : {&tabelle, &direttorio}) {
+        for (const auto* elenco : {&tabelle_obbligatorie, &tabelle_facoltative}) {
+            for (const std::string& nome : *elenco) {
+                try {
+                    p.imposta_solo_archivio(*base + nome);
+                } catch (const std::exception&) {
+                }
+            }
+        }
+    }
+}
+
+void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
+    auto& m = modello;
+    avanzamento_form av(p_, m, vista_);
+    int contatore = 0;
+    while (!prossimo.empty()) {
+        p_.copia_file(direttorio_da_bbs + prossimo, direttorio_archivio + prossimo);
+
+        m.Label1.caption = "Caricamento tabelle in corso. Attendere...";
+        m.Label1.width = m.Label2.width = m.Label3.width;
+        ++contatore;
+        m.Label2.visible = true;
+        m.Label2.caption = "E' in corso l'aggiornamento N. " + std::to_string(contatore) + " di " +
+                           std::to_string(totale);
+        ridisegna();
+
+        pacchetto_corrente_ = direttorio_da_bbs + prossimo;
+        attendi(2);
+
+        // Load the working tables with the status line blinking.
+        m.ProgressBar1.visible = true;
+        av.stato_lampeggiante(m.Label1.caption);
+        motore_tabelle motore(p_, av);
+        motore.carica_tabelle(direttorio_lavoro);
+        m.ProgressBar1.visible = false;
+        m.ProgressBar1.value = 0;
+        m.Timer1.enabled = false;
+        m.Label1.caption = "Caricamento Finito.";
+        m.Label1.visible = true;
+        ridisegna();
+        attendi(2);
+
+        // The package's self-extractor unpacks into the working directory.
+        m.Label1.caption = "Estrazione dei files di aggiornamento";
+        m.Label1.visible = true;
+        ridisegna();
+        attendi(2);
+        const std::uint32_t task = p_.avvia_programma(pacchetto_corrente_);
+        attendi(1);
+        p_.attiva_task(task);
+        attendi(1);
+        p_.attiva_task(task);
+        p_.manda_tasti(senza_barra(direttorio_lavoro));
+        attendi(1);
+        manda_tasto(p_, "{enter}", "WinZip Self-Extractor", 0, "unzipped successfully");
+        attendi(1);
+        p_.manda_tasti("{enter}");
+        attendi(1);
+        p_.attiva_task(task);
+        p_.manda_tasti("{enter}");
+        attendi(1);
+
+        const std::vector<std::string> trovati = p_.elenca_file(senza_barra(direttorio_lavoro), "*.*");
+        m.Label1.back_color = colore_rosso;
+        for (const std::string& nome : trovati) {
+            const std::string minuscolo_nome = minuscolo(nome);
+            if (const char* stato = stato_di(minuscolo_nome)) {
+                m.Label1.caption = stato;
+                ridisegna();
+                attendi(1);
+                motore.applica_aggiornamento(direttorio_lavoro, nome);
+            } else if (e_facoltativa(minuscolo_nome)) {
+                copia_in_tabelle(direttorio_lavoro + nome, minuscolo_nome);
+            } else if (minuscolo_nome.size() >= 3 &&
+                       minuscolo_nome.compare(minuscolo_nome.size() - 3, 3, "new") == 0) {
+                const std::string bersaglio = nome.substr(0, nome.size() - 3) + "tda";
+                if (p_.esiste_file(direttorio_tabelle + bersaglio)) {
+                    p_.copia_file(direttorio_tabelle + bersaglio, direttorio_ultime_tabelle + bersaglio);
+                }
+                proteggi(bersaglio);
+                try {
+                    p_.copia_file(direttorio_lavoro + nome, direttorio_tabelle + bersaglio);
+                } catch (const std::exception&) {
+                }
+            }
+        }
+
+        m.Label1.caption = "Copia delle tabelle aggiornate.";
+        ridisegna();
+        for (const std::string& nome : tabelle_ricopiate) {
+            copia_in_tabelle(direttorio_lavoro + nome, nome);
+        }
+        for (const std::string& nome : tabelle_facoltative) {
+            if (p_.esiste_file(direttorio_lavoro + nome)) copia_in_tabelle(direttorio_lavoro + nome, nome);
+        }
+
+        prossimo = pacchetti::successivo(nome_da_percorso(pacchetto_corrente_)) + ".exe";
+        if (!p_.esiste_file(direttorio_da_bbs + prossimo)) prossimo.clear();
+    }
+}
+
+void form_aggiornamento::completa() {
+    auto& m = modello;
+    avanzamento_form av(p_, m, vista_);
+    av.stato_lampeggiante("Creazione File Farmaci Secondario");
+    motore_tabelle motore(p_, av);
+    motore.crea_secondario(direttorio_lavoro);
+    copia_in_tabelle(direttorio_lavoro + "farmaci_secondario_completo.tda",
+                     "farmaci_secondario_completo.tda");
+    m.Timer1.enabled = false;
+    m.Label1.visible = true;
+
+    // The settings file is the last thing that can fail: once it names the
+    // new package, the run is complete and only clean-up is left.
+    riscrivi_impostazioni();
+
+    svuota_e_rimuovi(direttorio_lavoro);
+    const std::string da_bbs = senza_barra(direttorio_da_bbs);
+    try {
+        for (const std::string& nome : p_.elenca_file(da_bbs, "*.exe")) {
+            if (minuscolo(nome) == "perinst.txt") continue;
+            try {
+                p_.cancella_file(da_bbs + "\\" + nome);
+            } catch (const std::exception&) {
+            }
+        }
+    } catch (const std::exception&) {
+    }
+    chiudi_ripristino();
+
+    m.Label2.caption = "Chiudere il programma di aggiornamento";
+    ridisegna();
+    m.Label1.back_color = colore_verde;
+    m.Label1.caption = "AGGIORNAMENTO COMPLETATO";
+    ridisegna();
+    m.Label3.caption += a_capo + a_capo + "  ------- Aggiornamento Completato -------";
+    ridisegna();
+}
+
+void form_aggiornamento::riscrivi_impostazioni() {
+    riscrivi_impostazione(p_, direttorio_configurazione + std::string(file_configurazione_bbs),
+                          "aggiornamento", nome_da_percorso(pacchetto_corrente_),
+                          p_.secondi_da_mezzanotte());
+}
+
+}  // namespace j8

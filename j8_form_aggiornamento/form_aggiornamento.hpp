@@ -1,0 +1,91 @@
+#pragma once
+// The update form: its load, the update run and the blink step, as portable
+// logic over the platform. Every file step, wait and window action goes
+// through `piattaforma`, so tests drive the whole run on the scripted
+// stand-in and can fail any single step.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "j8_form_aggiornamento/modello_aggiornamento.hpp"
+#include "piattaforma/piattaforma.hpp"
+
+namespace j8 {
+
+// Names of the update packages and their sequence.
+namespace pacchetti {
+// The numeric value of a text as the legacy runtime's Val reads it:
+// leading blanks skipped, then the leading digits (0 if none).
+long valore_numerico(const std::string& testo);
+// Package number of a name: the value of its characters 3 to 8.
+long numero(const std::string& nome);
+// The name following `nome` (8 characters, no extension): j8000012 gives
+// j8000013, j8000099 gives j8000100.
+std::string successivo(const std::string& nome);
+}  // namespace pacchetti
+
+// The ten table files, in the order the run treats them.
+extern const std::vector<std::string> tabelle_obbligatorie;  // six
+extern const std::vector<std::string> tabelle_facoltative;   // four
+
+// Makes the ten tables writable (archive attribute only) in the tables
+// directory, then in `direttorio`. Every failure is ignored.
+void sblocca_tabelle(piattaforma& p, const std::string& direttorio);
+
+enum class esito_caricamento {
+    pronto,        // the form is ready
+    fine_programma // a message was shown and the program must end
+};
+
+class form_aggiornamento {
+public:
+    form_aggiornamento(piattaforma& p, vista_aggiornamento& vista);
+
+    modello_aggiornamento modello;
+
+    // Called with the tables directory read from "j8_config.txt", so the
+    // connection form can show it in its `t_direttorio_tabelle` box.
+    std::function<void(const std::string&)> su_direttorio_tabelle;
+
+    esito_caricamento Form_Load();
+    void Command1_Click();
+    void esegui_aggiornamento();
+    void Timer1_Timer();
+
+    // The folder where a run keeps its own copy of every file of the tables
+    // directory it is about to change (and a list of them), so a failed
+    // run can put the tables back. Gone once a run completes.
+    std::string direttorio_ripristino() const;
+
+    // Full path of the package being applied; after a run, the last one.
+    const std::string& pacchetto_corrente() const { return pacchetto_corrente_; }
+
+private:
+    void ridisegna() { vista_.ridisegna(modello); }
+    void aggiorna_tabelle();
+    // The two phases; the first returns false on a refusal.
+    bool verifica_e_prepara(std::string& prossimo, int& totale);
+    void applica_pacchetti(std::string prossimo, int totale);
+    void completa();
+    void riscrivi_impostazioni();
+
+    // Run backup of the tables directory.
+    void inizia_ripristino();
+    void proteggi(const std::string& nome);
+    void copia_in_tabelle(const std::string& da, const std::string& nome);
+    bool ripristina(std::string& errore);
+    void chiudi_ripristino();
+    void interrompi(const std::string& problema);
+
+    void attendi(double secondi);
+    void svuota_e_rimuovi(const std::string& direttorio);
+
+    piattaforma& p_;
+    vista_aggiornamento& vista_;
+    std::string pacchetto_corrente_;
+    std::vector<std::string> protetti_;  // lower-case names already saved
+    bool in_corso_ = false;
+};
+
+}  // namespace j8

@@ -1,0 +1,245 @@
+#include "j8_form_aggiornamento/win32/finestra_aggiornamento.hpp"
+
+#include <commctrl.h>
+
+#include <cstdio>
+#include <vector>
+
+namespace j8 {
+
+namespace {
+
+const wchar_t* const classe_form = L"j8_form_aggiornamento";
+constexpr int id_label1 = 101, id_label2 = 102, id_label3 = 103, id_barra = 104,
+              id_command1 = 105;
+constexpr UINT_PTR id_timer1 = 1;
+
+COLORREF colore_di(std::uint32_t valore) { return static_cast<COLORREF>(valore); }
+
+void posiziona(HWND h, const etichetta& e) {
+    SetWindowPos(h, nullptr, e.left, e.top, e.width, e.height, SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void imposta_testo(HWND h, const std::string& testo) {
+    const std::wstring nuovo = testo_finestra(testo);
+    const int n = GetWindowTextLengthW(h);
+    std::wstring attuale(static_cast<std::size_t>(n) + 1, L'\0');
+    GetWindowTextW(h, attuale.data(), n + 1);
+    attuale.resize(static_cast<std::size_t>(n));
+    if (attuale != nuovo) SetWindowTextW(h, nuovo.c_str());
+}
+
+void mostra_se(HWND h, bool visibile) {
+    const bool ora = IsWindowVisible(h) != FALSE;
+    if (ora != visibile) ShowWindow(h, visibile ? SW_SHOWNA : SW_HIDE);
+}
+
+}  // namespace
+
+std::wstring testo_finestra(const std::string& testo) {
+    if (testo.empty()) return {};
+    const int n = MultiByteToWideChar(1252, 0, testo.data(), static_cast<int>(testo.size()), nullptr, 0);
+    std::wstring w(static_cast<std::size_t>(n), L'\0');
+    MultiByteToWideChar(1252, 0, testo.data(), static_cast<int>(testo.size()), w.data(), n);
+    return w;
+}
+
+finestra_aggiornamento::finestra_aggiornamento(piattaforma& p)
+    : form(p, *this), termina([](int codice) { ExitProcess(static_cast<UINT>(codice)); }) {}
+
+finestra_aggiornamento::~finestra_aggiornamento() {
+    if (hwnd_) {
+        SetWindowLongPtrW(hwnd_, GWLP_USERDATA, 0);
+        DestroyWindow(hwnd_);
+    }
+    if (grassetto_) DeleteObject(grassetto_);
+    if (normale_) DeleteObject(normale_);
+    if (pennello_label1_) DeleteObject(pennello_label1_);
+}
+
+void finestra_aggiornamento::crea() {
+    if (hwnd_) return;
+    HINSTANCE istanza = GetModuleHandleW(nullptr);
+    INITCOMMONCONTROLSEX icc{sizeof(icc), ICC_PROGRESS_CLASS};
+    InitCommonControlsEx(&icc);
+
+    WNDCLASSEXW wc{};
+    wc.cbSize = sizeof(wc);
+    wc.lpfnWndProc = procedura;
+    wc.hInstance = istanza;
+    wc.hCursor = LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_ARROW));
+    wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
+    wc.lpszClassName = classe_form;
+    RegisterClassExW(&wc);  // fails harmlessly when already registered
+
+    const auto& m = form.modello;
+    RECT r{0, 0, 480, 340};
+    const DWORD stile = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX;
+    AdjustWindowRect(&r, stile, FALSE);
+    hwnd_ = CreateWindowExW(0, classe_form, testo_finestra(m.caption).c_str(), stile, CW_USEDEFAULT,
+                            CW_USEDEFAULT, r.right - r.left, r.bottom - r.top, nullptr, nullptr,
+                            istanza, this);
+
+    grassetto_ = CreateFontW(-11, 0, 0, 0, FW_BOLD, FALSE, FALSE, FALSE, ANSI_CHARSET, OUT_DEFAULT_PRECIS,
+                             CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_SWISS,
+                             L"MS Sans Serif");
+    normale_ = CreateFontW(-11, 0, 0, 0, FW_NORMAL, FALSE, FALSE, FALSE, ANSI_CHARSET, OUT_DEFAULT_PRECIS,
+                           CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_SWISS,
+                           L"MS Sans Serif");
+    auto etichetta_win = [&](int id, const etichetta& e) {
+        HWND h = CreateWindowExW(0, L"STATIC", testo_finestra(e.caption).c_str(),
+                                 WS_CHILD | SS_CENTER | (e.visible ? WS_VISIBLE : 0), e.left, e.top,
+                                 e.width, e.height, hwnd_, reinterpret_cast<HMENU>(INT_PTR(id)), istanza,
+                                 nullptr);
+        SendMessageW(h, WM_SETFONT, reinterpret_cast<WPARAM>(e.grassetto ? grassetto_ : normale_), FALSE);
+        return h;
+    };
+    label1_ = etichetta_win(id_label1, m.Label1);
+    label2_ = etichetta_win(id_label2, m.Label2);
+    label3_ = etichetta_win(id_label3, m.Label3);
+    SetWindowLongPtrW(label3_, GWL_STYLE, (GetWindowLongPtrW(label3_, GWL_STYLE) & ~SS_CENTER) | SS_LEFT);
+    barra_ = CreateWindowExW(0, PROGRESS_CLASSW, nullptr, WS_CHILD, 24, 96, 432, 18, hwnd_,
+                             reinterpret_cast<HMENU>(INT_PTR(id_barra)), istanza, nullptr);
+    SendMessageW(barra_, PBM_SETRANGE32, 0, 100);
+    pulsante_ = CreateWindowExW(0, L"BUTTON", testo_finestra(m.Command1.caption).c_str(),
+                                WS_CHILD | WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON, 160, 292, 160, 30,
+                                hwnd_, reinterpret_cast<HMENU>(INT_PTR(id_command1)), istanza, nullptr);
+    SendMessageW(pulsante_, WM_SETFONT, reinterpret_cast<WPARAM>(normale_), FALSE);
+}
+
+void finestra_aggiornamento::carica_nascosto() {
+    crea();
+    if (form.Form_Load() == esito_caricamento::fine_programma) {
+        termina(0);
+        return;
+    }
+    ridisegna(form.modello);
+}
+
+void finestra_aggiornamento::mostra() {
+    crea();
+    ShowWindow(hwnd_, SW_SHOWNORMAL);
+    SetForegroundWindow(hwnd_);
+    ridisegna(form.modello);
+}
+
+void finestra_aggiornamento::esegui_aggiornamento() {
+    EnableWindow(pulsante_, FALSE);
+    form.esegui_aggiornamento();
+    EnableWindow(pulsante_, TRUE);
+    ridisegna(form.modello);
+}
+
+void finestra_aggiornamento::applica_timer() {
+    const auto& t = form.modello.Timer1;
+    const bool attivo = t.enabled && t.interval > 0;
+    if (attivo && (!timer_attivo_ || intervallo_ != t.interval)) {
+        SetTimer(hwnd_, id_timer1, static_cast<UINT>(t.interval), nullptr);
+    } else if (!attivo && timer_attivo_) {
+        KillTimer(hwnd_, id_timer1);
+    }
+    timer_attivo_ = attivo;
+    intervallo_ = t.interval;
+}
+
+void finestra_aggiornamento::ridisegna(const modello_aggiornamento& m) {
+    if (!hwnd_) return;
+    imposta_testo(label1_, m.Label1.caption);
+    imposta_testo(label2_, m.Label2.caption);
+    imposta_testo(label3_, m.Label3.caption);
+    posiziona(label1_, m.Label1);
+    posiziona(label2_, m.Label2);
+    posiziona(label3_, m.Label3);
+    mostra_se(label1_, m.Label1.visible);
+    mostra_se(label2_, m.Label2.visible);
+    mostra_se(label3_, m.Label3.visible);
+    if (!pennello_label1_ || colore_label1_ != colore_di(m.Label1.back_color)) {
+        if (pennello_label1_) DeleteObject(pennello_label1_);
+        colore_label1_ = colore_di(m.Label1.back_color);
+        pennello_label1_ = CreateSolidBrush(colore_label1_);
+    }
+    SendMessageW(barra_, PBM_SETPOS, static_cast<WPARAM>(m.ProgressBar1.value), 0);
+    mostra_se(barra_, m.ProgressBar1.visible);
+    imposta_testo(pulsante_, m.Command1.caption);
+    applica_timer();
+    // The run does not return to the message loop: paint now.
+    RedrawWindow(hwnd_, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN | RDW_UPDATENOW);
+}
+
+LRESULT CALLBACK finestra_aggiornamento::procedura(HWND h, UINT msg, WPARAM wp, LPARAM lp) {
+    if (msg == WM_NCCREATE) {
+        auto* cs = reinterpret_cast<CREATESTRUCTW*>(lp);
+        SetWindowLongPtrW(h, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(cs->lpCreateParams));
+    }
+    auto* f = reinterpret_cast<finestra_aggiornamento*>(GetWindowLongPtrW(h, GWLP_USERDATA));
+    if (f && f->hwnd_ == nullptr) f->hwnd_ = h;
+    if (!f) return DefWindowProcW(h, msg, wp, lp);
+    return f->messaggio(msg, wp, lp);
+}
+
+LRESULT finestra_aggiornamento::messaggio(UINT msg, WPARAM wp, LPARAM lp) {
+    switch (msg) {
+    case WM_CTLCOLORSTATIC: {
+        HDC dc = reinterpret_cast<HDC>(wp);
+        if (reinterpret_cast<HWND>(lp) == label1_ && pennello_label1_) {
+            SetBkColor(dc, colore_label1_);
+            return reinterpret_cast<LRESULT>(pennello_label1_);
+        }
+        SetBkColor(dc, GetSysColor(COLOR_BTNFACE));
+        return reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_BTNFACE));
+    }
+    case WM_TIMER:
+        if (wp == id_timer1) form.Timer1_Timer();
+        return 0;
+    case WM_COMMAND:
+        if (LOWORD(wp) == id_command1 && HIWORD(wp) == BN_CLICKED) esegui_aggiornamento();
+        return 0;
+    case WM_CLOSE:
+        termina(0);
+        return 0;
+    default:
+        return DefWindowProcW(hwnd_, msg, wp, lp);
+    }
+}
+
+bool salva_schermata(HWND finestra, const std::wstring& percorso) {
+    RECT r{};
+    if (!GetWindowRect(finestra, &r)) return false;
+    const int w = r.right - r.left, h = r.bottom - r.top;
+    if (w <= 0 || h <= 0) return false;
+    HDC schermo = GetDC(nullptr);
+    HDC memoria = CreateCompatibleDC(schermo);
+    HBITMAP bmp = CreateCompatibleBitmap(schermo, w, h);
+    HGDIOBJ vecchio = SelectObject(memoria, bmp);
+    if (!PrintWindow(finestra, memoria, 0)) BitBlt(memoria, 0, 0, w, h, schermo, r.left, r.top, SRCCOPY);
+    SelectObject(memoria, vecchio);
+
+    BITMAPINFOHEADER bi{};
+    bi.biSize = sizeof(bi);
+    bi.biWidth = w;
+    bi.biHeight = h;
+    bi.biPlanes = 1;
+    bi.biBitCount = 24;
+    bi.biCompression = BI_RGB;
+    const DWORD riga = static_cast<DWORD>((w * 3 + 3) & ~3);
+    std::vector<unsigned char> pixel(static_cast<std::size_t>(riga) * static_cast<std::size_t>(h));
+    const int lette = GetDIBits(memoria, bmp, 0, static_cast<UINT>(h), pixel.data(),
+                                reinterpret_cast<BITMAPINFO*>(&bi), DIB_RGB_COLORS);
+    DeleteObject(bmp);
+    DeleteDC(memoria);
+    ReleaseDC(nullptr, schermo);
+    if (lette != h) return false;
+
+    BITMAPFILEHEADER bf{};
+    bf.bfType = 0x4D42;
+    bf.bfOffBits = sizeof(bf) + sizeof(bi);
+    bf.bfSize = bf.bfOffBits + static_cast<DWORD>(pixel.size());
+    FILE* f = _wfopen(percorso.c_str(), L"wb");
+    if (!f) return false;
+    bool ok = std::fwrite(&bf, sizeof(bf), 1, f) == 1 && std::fwrite(&bi, sizeof(bi), 1, f) == 1 &&
+              std::fwrite(pixel.data(), 1, pixel.size(), f) == pixel.size();
+    ok = std::fclose(f) == 0 && ok;
+    return ok;
+}
+
+}  // namespace j8
