@@ -53,6 +53,7 @@ struct riga_fissa {
         for (std::size_t i = n; i < f.larghezza; ++i) d[i] = ' ';
     }
     char* dati(campo f) { return c.data() + f.posizione - 1; }
+    const char* dati(campo f) const { return c.data() + f.posizione - 1; }
 };
 
 // farmaci.tda, 97 characters.
