@@ -224,18 +224,22 @@ std::string componi_impostazioni(const std::string& percorso,
 }
 
 posizione_impostazioni cerca_impostazioni(piattaforma& p, std::string_view nome) {
-    std::string corrente = p.direttorio_corrente();
+    return cerca_impostazioni(p, p.direttorio_corrente(), nome);
+}
+
+posizione_impostazioni cerca_impostazioni(file_tabelle& file, std::string corrente,
+                                          std::string_view nome) {
     if (corrente.empty() || corrente.back() != '\\') corrente += '\\';
     posizione_impostazioni trovato;
     trovato.percorso = corrente + std::string(nome);
-    if (p.esiste_file(trovato.percorso)) {
+    if (file.esiste_file(trovato.percorso)) {
         trovato.direttorio = corrente;
         trovato.esiste = true;
         return trovato;
     }
     trovato.direttorio = std::string(direttorio_riserva);
     trovato.percorso = trovato.direttorio + std::string(nome);
-    trovato.esiste = p.esiste_file(trovato.percorso);
+    trovato.esiste = file.esiste_file(trovato.percorso);
     return trovato;
 }
 

@@ -82,5 +82,8 @@ struct posizione_impostazioni {
     bool esiste = false;     // false: absent from both places
 };
 posizione_impostazioni cerca_impostazioni(piattaforma& p, std::string_view nome);
+// The same, with the current directory given.
+posizione_impostazioni cerca_impostazioni(file_tabelle& file, std::string corrente,
+                                          std::string_view nome);
 
 }  // namespace j8
