@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <exception>
 
 #include "j8_form_aggiornamento/manda_tasto.hpp"
@@ -123,7 +124,7 @@ void form_aggiornamento::svuota_e_rimuovi(const std::string& direttorio) {
 
 esito_caricamento form_aggiornamento::Form_Load() {
     if (a_capo.empty()) a_capo = "\r\n";
-    modello.Label1.caption = "L'esecuzione dell'aggiornamento potrà richiedere alcuni minuti";
+    modello.Label1.caption = "L'esecuzione dell'aggiornamento potr\xE0" " richiedere alcuni minuti";
     modello.Label1.width = modello.Label2.width = modello.Label3.width;
     modello.Label1.left = modello.Label2.left = modello.Label3.left;
 
@@ -213,16 +214,14 @@ void form_aggiornamento::inizia_ripristino() {
 // files the run created.
 void form_aggiornamento::proteggi(const std::string& nome) {
     const std::string chiave = minuscolo(nome);
-    if (std::find(protetti_.begin(), protetti_.end(), chiave) != protetti_.end()) return;
+    for (const auto& [n, c_era] : protetti_)
+        if (n == chiave) return;
     const std::string d = direttorio_ripristino();
     const bool c_era = p_.esiste_file(direttorio_tabelle + nome);
     if (c_era) p_.copia_file(direttorio_tabelle + nome, d + chiave);
-    protetti_.push_back(chiave);
+    protetti_.emplace_back(chiave, c_era);
     std::string elenco;
-    for (const std::string& n : protetti_) {
-        const bool esisteva = n == chiave ? c_era : p_.esiste_file(d + n);
-        elenco += (esisteva ? "1 " : "0 ") + n + "\r\n";
-    }
+    for (const auto& [n, esisteva] : protetti_) elenco += (esisteva ? "1 " : "0 ") + n + "\r\n";
     p_.scrivi_file(d + elenco_ripristino, elenco);
 }
 
@@ -274,11 +273,11 @@ void form_aggiornamento::interrompi(const std::string& problema) {
     std::string testo = "Aggiornamento interrotto." + a_capo + problema + a_capo + a_capo;
     if (ripristinate) {
         testo += "Le tabelle sono state ripristinate come erano prima dell'aggiornamento.";
-        testo += a_capo + "Il file j8_bbs_config.txt non e' stato modificato: "
-                          "l'aggiornamento si puo' ripetere.";
+        testo += a_capo + "Il file j8_bbs_config.txt non \xE8" " stato modificato: "
+                          "l'aggiornamento si pu\xF2" " ripetere.";
     } else {
-        testo += "Attenzione: non e' stato possibile ripristinare le tabelle (" + errore_ripristino +
-                 "). La copia delle tabelle di prima dell'aggiornamento e' in " +
+        testo += "Attenzione: non \xE8" " stato possibile ripristinare le tabelle (" + errore_ripristino +
+                 "). La copia delle tabelle di prima dell'aggiornamento \xE8" " in " +
                  direttorio_ripristino() + ".";
     }
     modello.Timer1.enabled = false;
@@ -308,7 +307,7 @@ public:
         v_.ridisegna(m_);
     }
     void valore_barra(float percento) override {
-        const int valore = static_cast<int>(percento);
+        const int valore = static_cast<int>(std::lround(percento));
         m_.ProgressBar1.value = std::clamp(valore, 0, 100);
         v_.ridisegna(m_);
     }
@@ -368,7 +367,7 @@ void form_aggiornamento::aggiorna_tabelle() {
 
 bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) {
     auto& m = modello;
-    m.Label3.caption = "1) Verifica compatibilità aggiornamento";
+    m.Label3.caption = "1) Verifica compatibilit\xE0" " aggiornamento";
     ridisegna();
     m.Label1.caption = "Attendere...";
     m.Label1.visible = true;

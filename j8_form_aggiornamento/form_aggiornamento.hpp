@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "j8_form_aggiornamento/modello_aggiornamento.hpp"
@@ -84,7 +85,9 @@ private:
     piattaforma& p_;
     vista_aggiornamento& vista_;
     std::string pacchetto_corrente_;
-    std::vector<std::string> protetti_;  // lower-case names already saved
+    // Files of the tables directory saved so far (lower case) and whether
+    // they existed.
+    std::vector<std::pair<std::string, bool>> protetti_;
     bool in_corso_ = false;
 };
 

@@ -1,0 +1,227 @@
+// A whole update run on Windows with real windows: three real
+// self-extracting packages, the form shown, the extractor driven by
+// keystrokes. The result must match, byte for byte, what the j8_tabelle
+// tool makes from the same update files.
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "j8_form_aggiornamento/prove/dati_prova.hpp"
+#include "j8_form_aggiornamento/win32/finestra_aggiornamento.hpp"
+#include "j8_modulo_aggiornamento/impostazioni.hpp"
+#include "j8_modulo_aggiornamento/valori_programma.hpp"
+#include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
+#include "motore_tabelle/file_locali.hpp"
+#include "piattaforma/piattaforma_win32.hpp"
+
+namespace fs = std::filesystem;
+using namespace j8;
+
+namespace {
+
+fs::path cartella_programma() {
+    wchar_t nome[MAX_PATH];
+    GetModuleFileNameW(nullptr, nome, MAX_PATH);
+    return fs::path(nome).parent_path();
+}
+
+std::string leggi(const fs::path& p) {
+    std::ifstream f(p, std::ios::binary);
+    std::ostringstream s;
+    s << f.rdbuf();
+    return s.str();
+}
+
+void scrivi(const fs::path& p, const std::string& testo) {
+    std::ofstream f(p, std::ios::binary);
+    f << testo;
+}
+
+// Runs a program of the build folder and waits for it; its exit status.
+int esegui(const std::wstring& riga_comando) {
+    STARTUPINFOW si{};
+    si.cb = sizeof(si);
+    PROCESS_INFORMATION pi{};
+    std::wstring riga = riga_comando;
+    if (!CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) {
+        return -1;
+    }
+    WaitForSingleObject(pi.hProcess, 120000);
+    DWORD codice = 1;
+    GetExitCodeProcess(pi.hProcess, &codice);
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+    return static_cast<int>(codice);
+}
+
+std::map<std::string, std::string> tabelle_in(const fs::path& d) {
+    std::map<std::string, std::string> esito;
+    for (const auto& voce : fs::directory_iterator(d)) {
+        std::string nome = voce.path().filename().string();
+        for (char& c : nome) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (voce.is_regular_file() && nome.size() > 4 && nome.substr(nome.size() - 4) == ".tda") {
+            esito[nome] = leggi(voce.path());
+        }
+    }
+    return esito;
+}
+
+// A drug database of a few hundred drugs, with one repeated line.
+void scrivi_banca_dati(const fs::path& d) {
+    std::vector<std::string> farmaci;
+    for (int i = 0; i < 300; ++i) {
+        char codice[16], nome[40];
+        std::snprintf(codice, sizeof codice, "%09d", 12000000 + i * 7);
+        std::snprintf(nome, sizeof nome, "FARMACO %03d %s", (i * 37) % 300, i % 3 ? "CPR" : "SCIR");
+        farmaci.push_back(prova::farmaco_tda(codice, nome, i % 11 == 0 ? "20010101" : "20300101"));
+        if (i == 10) farmaci.push_back(farmaci.back());
+    }
+    scrivi(d / "farmaci.tda", prova::righe(farmaci));
+    scrivi(d / "farmaci_secondario_completo.tda", prova::righe({"000000000001+0000000001"}));
+    scrivi(d / "principi_attivi.tda",
+           prova::righe({prova::principio_tda("000001", "PARACETAMOLO"),
+                         prova::principio_tda("000002", "IBUPROFENE")}));
+    scrivi(d / "notessn.tda", prova::righe({prova::nota_tda("01", "NOTA UNO")}));
+    scrivi(d / "atc.tda", prova::righe({prova::atc_tda("1A01", "STOMATOLOGICI"),
+                                        prova::atc_tda("4A01AA01", "FLUORURO DI SODIO")}));
+    scrivi(d / "ditte.tda", prova::righe({prova::ditta_tda("0001", "DITTA UNO")}));
+    scrivi(d / "generici.tda", "generici di prima\r\n");
+}
+
+// The five update files of package `n`.
+std::vector<std::string> scrivi_aggiornamenti(const fs::path& d, int n) {
+    fs::create_directories(d);
+    std::vector<std::string> farmaci;
+    for (int i = 0; i < 40; ++i) {
+        char codice[16], nome[40];
+        // Half change existing drugs, half add new ones.
+        std::snprintf(codice, sizeof codice, "%09d", 12000000 + (i % 2 ? i * 7 : 50000 + n * 100 + i));
+        std::snprintf(nome, sizeof nome, "FARMACO P%d %02d", n, i);
+        farmaci.push_back(prova::farmaco_faf(codice, nome, i % 5 == 0 ? "G" : "M"));
+    }
+    scrivi(d / "farmaci.faf", prova::righe(farmaci));
+    scrivi(d / "notessn.faf", prova::righe({prova::nota_faf("0" + std::to_string(n + 2), "NOTA NUOVA")}));
+    scrivi(d / "principi_attivi.faf",
+           prova::righe({prova::principio_faf("00001" + std::to_string(n), "PRINCIPIO " + std::to_string(n))}));
+    scrivi(d / "atc.faf", prova::righe({prova::atc_faf("4A01AA0" + std::to_string(n + 2), "CLASSE NUOVA")}));
+    scrivi(d / "ditte.faf", prova::righe({prova::ditta_faf("010" + std::to_string(n), "DITTA NUOVA")}));
+    return {"farmaci.faf", "notessn.faf", "principi_attivi.faf", "atc.faf", "ditte.faf"};
+}
+
+std::string con_barra(const fs::path& p) { return p.string() + "\\"; }
+
+}  // namespace
+
+TEST(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
+    const fs::path bin = cartella_programma();
+    const fs::path radice = "c:\\j8_prova_aggiornamento";
+    std::error_code ec;
+    fs::remove_all(radice, ec);
+    fs::remove_all("c:\\j8\\lavoro_aggiornamento", ec);
+    for (const char* d : {"tabelle", "da_bbs", "archivio", "configurazione", "atteso", "sorgenti"}) {
+        fs::create_directories(radice / d);
+    }
+    scrivi_banca_dati(radice / "tabelle");
+    scrivi_banca_dati(radice / "atteso");
+
+    // Three consecutive packages, the last one also bringing a table whole.
+    std::vector<std::vector<std::string>> contenuti;
+    for (int n = 0; n < 3; ++n) {
+        const fs::path sorgente = radice / "sorgenti" / ("p" + std::to_string(n));
+        std::vector<std::string> nomi = scrivi_aggiornamenti(sorgente, n);
+        std::vector<std::string> argomenti = {(radice / "da_bbs" / ("j800000" + std::to_string(n) + ".exe")).string()};
+        for (const auto& nome : nomi) argomenti.push_back((sorgente / nome).string());
+        if (n == 2) {
+            scrivi(sorgente / "generici.tda", "generici del pacchetto 2\r\n");
+            argomenti.push_back((sorgente / "generici.tda").string());
+        }
+        std::ostringstream uscita, errori;
+        ASSERT_EQ(pacchetto::esegui_j8_pacchetto(argomenti, bin, uscita, errori), 0) << errori.str();
+        contenuti.push_back(nomi);
+    }
+
+    // What the engine tool gives from the same update files.
+    const std::wstring strumento = L"\"" + (bin / "j8_tabelle.exe").wstring() + L"\" ";
+    const std::wstring atteso = L"\"" + (radice / "atteso").wstring() + L"\"";
+    ASSERT_EQ(esegui(strumento + L"doppi " + atteso), 0);
+    for (int n = 0; n < 3; ++n) {
+        std::wstring riga = strumento + L"aggiorna " + atteso;
+        for (const auto& nome : contenuti[n]) {
+            fs::copy_file(radice / "sorgenti" / ("p" + std::to_string(n)) / nome, radice / "atteso" / nome,
+                          fs::copy_options::overwrite_existing);
+            riga += L" " + fs::path(nome).wstring();
+        }
+        ASSERT_EQ(esegui(riga), 0);
+    }
+    fs::copy_file(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda",
+                  fs::copy_options::overwrite_existing);
+    ASSERT_EQ(esegui(strumento + L"secondario " + atteso), 0);
+
+    // The two settings files, made with the settings code.
+    const fs::path config = radice / "configurazione";
+    scrivi(config / "j8_bbs_config.txt",
+           componi_impostazioni((config / "j8_bbs_config.txt").string(),
+                                {"telefono=0612345", "aggiornamento=j8000000", "utente=prova"}, 1234.5f));
+    scrivi(config / "j8_config.txt",
+           componi_impostazioni((config / "j8_config.txt").string(),
+                                {"direttorio tabelle=" + con_barra(radice / "tabelle")}, 777.0f));
+    SetCurrentDirectoryW(config.wstring().c_str());
+
+    direttorio_configurazione = con_barra(config);
+    direttorio_da_bbs = con_barra(radice / "da_bbs");
+    direttorio_archivio = con_barra(radice / "archivio");
+    direttorio_tabelle.clear();
+    ultimo_aggiornamento = "j8000000";
+    a_capo = "\r\n";
+
+    piattaforma_win32 p;
+    finestra_aggiornamento finestra(p);
+    int terminato = -1;
+    finestra.termina = [&](int codice) { terminato = codice; };
+    std::string tabelle_mostrate;
+    finestra.form.su_direttorio_tabelle = [&](const std::string& d) { tabelle_mostrate = d; };
+    finestra.carica_nascosto();
+    ASSERT_EQ(terminato, -1);
+    EXPECT_EQ(tabelle_mostrate, con_barra(radice / "tabelle"));
+    EXPECT_FALSE(IsWindowVisible(finestra.handle()));
+    finestra.mostra();
+    finestra.esegui_aggiornamento();
+
+    const auto& m = finestra.form.modello;
+    EXPECT_EQ(m.Label1.caption, "AGGIORNAMENTO COMPLETATO");
+    EXPECT_EQ(m.Label2.caption, "Chiudere il programma di aggiornamento");
+    wchar_t testo[128];
+    GetWindowTextW(finestra.handle(), testo, 128);
+    EXPECT_EQ(std::wstring(testo), L"J8_aggiornamento");
+    const fs::path schermate = bin.parent_path() / "schermate";
+    fs::create_directories(schermate, ec);
+    EXPECT_TRUE(salva_schermata(finestra.handle(), (schermate / "form_aggiornamento_completato.bmp").wstring()));
+
+    const auto ottenute = tabelle_in(radice / "tabelle");
+    const auto attese = tabelle_in(radice / "atteso");
+    ASSERT_EQ(ottenute.size(), attese.size());
+    for (const auto& [nome, contenuto] : attese) {
+        ASSERT_TRUE(ottenute.count(nome)) << nome;
+        EXPECT_TRUE(ottenute.at(nome) == contenuto) << nome << " differs from the tool's result";
+    }
+    EXPECT_EQ(ottenute.at("generici.tda"), "generici del pacchetto 2\r\n");
+
+    for (int n = 0; n < 3; ++n) {
+        const std::string nome = "j800000" + std::to_string(n) + ".exe";
+        EXPECT_TRUE(fs::exists(radice / "archivio" / nome)) << nome;
+        EXPECT_FALSE(fs::exists(radice / "da_bbs" / nome)) << nome;
+    }
+    EXPECT_FALSE(fs::exists("c:\\j8\\lavoro_aggiornamento"));
+    EXPECT_FALSE(fs::exists(finestra.form.direttorio_ripristino()));
+    file_locali file;
+    const auto righe = leggi_impostazioni(file, (config / "j8_bbs_config.txt").string(), 1.0f);
+    EXPECT_EQ(valore_impostazione(righe, "aggiornamento").value_or("?"), "j8000002");
+    EXPECT_EQ(valore_impostazione(righe, "telefono").value_or("?"), "0612345");
+    // The drugs of the last package really arrived.
+    EXPECT_NE(leggi(radice / "tabelle" / "farmaci.tda").find("FARMACO P2 01"), std::string::npos);
+    EXPECT_EQ(m.Label1.back_color, colore_verde);
+}
