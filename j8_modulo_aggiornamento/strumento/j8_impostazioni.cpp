@@ -83,6 +83,11 @@ int crea(const std::string& percorso, float secondi) {
 }
 
 int imposta(const std::string& percorso, const std::string& chiave, const std::string& valore) {
+    if (chiave.empty() || chiave.find('=') != std::string::npos) {
+        std::cerr << "j8_impostazioni: chiave non valida: \"" << chiave
+                  << "\" (non vuota e senza \"=\")\n";
+        return esito_errore;
+    }
     j8::file_locali disco;
     if (!disco.esiste_file(percorso)) throw j8::errore_file(percorso, "file non trovato");
     j8::riscrivi_impostazione(disco, percorso, chiave, valore, secondi_da_mezzanotte(), true);
