@@ -74,7 +74,9 @@ void estrai(HWND dialogo, stato_estrattore& stato) {
     } catch (const errore_zip& e) {
         MessageBoxW(dialogo, (L"Unzip failed (estrazione non riuscita):\n" + da_1252(e.what())).c_str(),
                     titolo_messaggi, MB_OK | MB_ICONERROR);
-        SetFocus(GetDlgItem(dialogo, IDC_CARTELLA));
+        // The folder is selected, so typing another one replaces it.
+        SendMessageW(dialogo, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(dialogo, IDC_CARTELLA)), TRUE);
+        SendDlgItemMessageW(dialogo, IDC_CARTELLA, EM_SETSEL, 0, -1);
         return;
     }
     MessageBoxW(dialogo, (std::to_wstring(quanti) + L" file(s) unzipped successfully").c_str(),

@@ -248,4 +248,32 @@ TEST_F(estrattore, un_pacchetto_rovinato_non_estrae_nulla) {
     EXPECT_EQ(uscita, 1u);
 }
 
+TEST_F(estrattore, una_cartella_impossibile_non_da_successo) {
+    const fs::path pacchetto = fai_pacchetto("j8000125.exe", {{"ditte.faf", "DITTA\r\n"}});
+    scrivi_tutto(radice_ / "occupato", "un file, non una cartella");
+
+    programma p;
+    avvia(p, pacchetto);
+    attendi(1);
+    attiva(p);
+    scrivi_testo((radice_ / "occupato").string());
+    invio();
+    ASSERT_TRUE(attendi_finestra("WinZip Self-Extractor", "occupato", 10));
+    EXPECT_FALSE(c_e_finestra("WinZip Self-Extractor", "unzipped successfully"));
+    invio();
+    attendi(1);
+    // Still the Unzip dialog, the folder selected: typing replaces it.
+    attiva(p);
+    scrivi_testo((radice_ / "buona").string());
+    invio();
+    ASSERT_TRUE(attendi_finestra("WinZip Self-Extractor", "1 file(s) unzipped successfully", 10));
+    invio();
+    attendi(1);
+    attiva(p);
+    invio();
+    EXPECT_EQ(WaitForSingleObject(p.pi.hProcess, 10000), WAIT_OBJECT_0);
+    EXPECT_EQ(leggi_tutto(radice_ / "occupato"), "un file, non una cartella");
+    EXPECT_EQ(leggi_tutto(radice_ / "buona" / "ditte.faf"), "DITTA\r\n");
+}
+
 }  // namespace
