@@ -40,6 +40,9 @@ std::string file_locali::leggi_file(const std::string& percorso) {
     std::FILE* f = std::fopen(percorso.c_str(), "rb");
     if (!f) throw errore_file(percorso, "impossibile leggere il file, " + descrivi_errno(errno));
     std::string dati;
+    // Sized up front: large tables are read without growing the buffer.
+    auto dimensione = std::filesystem::file_size(percorso, ec);
+    if (!ec) dati.reserve(static_cast<size_t>(dimensione) + 1);
     char blocco[65536];
     size_t letti;
     while ((letti = std::fread(blocco, 1, sizeof blocco, f)) > 0) dati.append(blocco, letti);

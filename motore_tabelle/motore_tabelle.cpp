@@ -28,10 +28,16 @@ std::vector<riga_fissa<W>> leggi_variazioni(std::string_view dati) {
     return v;
 }
 
+// Room kept at the end of the drug table for the new drugs of an update, so
+// appending them does not move the whole table.
+std::size_t riserva_farmaci(std::size_t righe) { return righe + righe / 32 + 64; }
+
 template <std::size_t W>
-std::vector<riga_fissa<W>> leggi_tabella(std::string_view dati) {
+std::vector<riga_fissa<W>> leggi_tabella(std::string_view dati,
+                                         std::size_t (*capacita)(std::size_t) = nullptr) {
     std::vector<riga_fissa<W>> v;
-    v.reserve(conta_righe(dati));
+    std::size_t righe = conta_righe(dati);
+    v.reserve(capacita ? capacita(righe) : righe);
     per_ogni_riga(dati, [&](std::string_view r) { v.emplace_back(r); });
     return v;
 }
@@ -204,7 +210,7 @@ motore_tabelle::motore_tabelle(file_tabelle& file, avanzamento& av, fornitore_og
 // ---------------------------------------------------------------- loading
 
 void motore_tabelle::carica_farmaci(const std::string& percorso) {
-    tabella_farmaci = leggi_tabella<farmaco::larghezza>(leggi_se_esiste(file_, percorso));
+    tabella_farmaci = leggi_tabella<farmaco::larghezza>(leggi_se_esiste(file_, percorso), riserva_farmaci);
 }
 void motore_tabelle::carica_notessn(const std::string& percorso) {
     tabella_notessn = leggi_tabella<nota::larghezza>(leggi_se_esiste(file_, percorso));
@@ -245,7 +251,7 @@ void motore_tabelle::carica_tabelle(const std::string& direttorio) {
         }
         std::string().swap(d);
     };
-    tabella_farmaci = leggi_tabella<farmaco::larghezza>(dati[0]);
+    tabella_farmaci = leggi_tabella<farmaco::larghezza>(dati[0], riserva_farmaci);
     costruisci_indice_codici();
     avanza(dati[0]);
     tabella_principi_attivi = leggi_tabella<principio_attivo::larghezza>(dati[1]);
@@ -575,17 +581,24 @@ void motore_tabelle::riduci_atc() {
     };
     for (const auto& r : tabella_farmaci) {
         if (r.c[2] != 'A') continue;
-        std::string codice = "4" + std::string(r[farmaco::campo_4]);
+        // The field is taken whole, blanks included: always 7 characters,
+        // level digit "4".
+        std::string codice(1, '4');
+        codice.append(r[farmaco::campo_4]);
         segna(codice);
         for (;;) {
+            // Up one level: new digit, then the leading characters kept.
+            char cifra;
+            std::size_t tenuti;
             switch (codice.size()) {
-                case 8: codice = "3" + codice.substr(1, 5); break;
-                case 6: codice = "2" + codice.substr(1, 4); break;
-                case 5: codice = "1" + codice.substr(1, 3); break;
-                case 4: codice = "0" + codice.substr(1, 1); break;
-                default: codice.clear(); break;  // 2, or a length the walk does not know
+                case 8: cifra = '3', tenuti = 5; break;
+                case 6: cifra = '2', tenuti = 4; break;
+                case 5: cifra = '1', tenuti = 3; break;
+                case 4: cifra = '0', tenuti = 1; break;
+                default: cifra = 0, tenuti = 0; break;  // 2, or a length the walk does not know
             }
-            if (codice.empty()) break;
+            if (cifra == 0) break;
+            codice = std::string(1, cifra).append(codice, 1, tenuti);
             segna(codice);
         }
     }
