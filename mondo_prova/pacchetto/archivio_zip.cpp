@@ -84,14 +84,14 @@ std::string decomprimi(std::string_view compressi, std::size_t attesi, const std
     z.next_out = reinterpret_cast<Bytef*>(uscita.data());
     z.avail_out = static_cast<uInt>(uscita.size());
     int esito = inflate(&z, Z_FINISH);
-    // A stream longer than announced stops with no room left: one more byte
-    // of room tells the two cases apart.
+    // With no room left zlib may not have seen the stream's end yet: one
+    // more byte of room tells an exact stream from a longer one.
     if (esito == Z_BUF_ERROR && z.avail_out == 0) {
         char avanzo;
         z.next_out = reinterpret_cast<Bytef*>(&avanzo);
         z.avail_out = 1;
         esito = inflate(&z, Z_FINISH);
-        if (esito == Z_STREAM_END || z.avail_out == 0) esito = Z_DATA_ERROR;
+        if (z.avail_out == 0) esito = Z_DATA_ERROR;
     }
     const bool completo = esito == Z_STREAM_END && z.total_out == attesi;
     inflateEnd(&z);

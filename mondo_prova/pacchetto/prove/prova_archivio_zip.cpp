@@ -117,6 +117,20 @@ TEST(archivio_zip, legge_un_archivio_scritto_da_un_altro_programma) {
     EXPECT_EQ(lette[0].dati, "riga uno\r\nriga due\r\nriga uno\r\nriga due\r\nriga uno\r\nriga due\r\n");
     EXPECT_EQ(lette[1].nome, "vuoto.faf");
     EXPECT_EQ(lette[1].dati, "");
+
+    // An empty file deflated rather than stored.
+    const std::string vuoto_compresso(
+        "\x50\x4b\x03\x04\x14\x00\x00\x00\x08\x00\x00\x00\x21\x00\x00\x00\x00\x00\x02"
+        "\x00\x00\x00\x00\x00\x00\x00\x05\x00\x00\x00\x76\x75\x6f\x74\x6f\x03\x00\x50"
+        "\x4b\x01\x02\x14\x03\x14\x00\x00\x00\x08\x00\x00\x00\x21\x00\x00\x00\x00\x00"
+        "\x02\x00\x00\x00\x00\x00\x00\x00\x05\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00"
+        "\x00\x80\x01\x00\x00\x00\x00\x76\x75\x6f\x74\x6f\x50\x4b\x05\x06\x00\x00\x00"
+        "\x00\x01\x00\x01\x00\x33\x00\x00\x00\x25\x00\x00\x00\x00\x00",
+        110);
+    const auto vuoto = leggi_zip(vuoto_compresso);
+    ASSERT_EQ(vuoto.size(), 1u);
+    EXPECT_EQ(vuoto[0].nome, "vuoto");
+    EXPECT_EQ(vuoto[0].dati, "");
 }
 
 TEST(archivio_zip, archivio_troncato_a_ogni_lunghezza_e_rifiutato) {
