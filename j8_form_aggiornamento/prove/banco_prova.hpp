@@ -1,12 +1,13 @@
 #pragma once
-// The update form on the scripted stand-in, with a layer in between that
-// plays the packages' self-extractor (files appear in the typed folder when
-// Enter is pressed, its window reports success), records keystrokes,
-// messages and waits, and fails chosen file steps.
+// The update form on the scripted stand-in. The script plays the packages'
+// self-extractor: its dialog opens when the package starts, the typed text
+// is the destination folder, the first Enter unpacks the package's files
+// there and shows the success text, the third Enter closes it.
 
 #include <gtest/gtest.h>
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,113 +35,6 @@ inline std::string minuscolo(std::string s) {
     return s;
 }
 
-class piattaforma_prova : public piattaforma {
-public:
-    explicit piattaforma_prova(piattaforma& dentro) : d_(dentro) {}
-
-    // What each package holds, by lower-case file name.
-    std::map<std::string, std::map<std::string, std::string>> contenuti;
-    std::vector<std::string> estratti;
-    std::vector<std::string> tasti;
-    std::vector<std::string> messaggi;
-    double secondi_attesi = 0;
-
-    // Fails the `volta`-th copy to `a` (1-based; 0: every one).
-    struct guasto {
-        std::string bersaglio;
-        int volta = 0;
-        std::string problema;
-        bool scrittura = false;
-        int viste = 0;
-    };
-    std::optional<guasto> guasto_attivo;
-
-    std::uint32_t avvia_programma(const std::string& percorso) override {
-        const std::size_t barra = percorso.rfind('\\');
-        const std::string nome = minuscolo(percorso.substr(barra == std::string::npos ? 0 : barra + 1));
-        if (!d_.esiste_file(percorso) || !contenuti.count(nome)) {
-            throw errore_avvio("programma non trovato: " + percorso);
-        }
-        in_corso_ = nome;
-        cartella_.clear();
-        invii_ = 0;
-        return 4242;
-    }
-    bool attiva_task(std::uint32_t id) override { return id == 4242 && !in_corso_.empty(); }
-    bool attiva_titolo(const std::string& t) override { return d_.attiva_titolo(t); }
-    void manda_tasti(const std::string& t) override {
-        tasti.push_back(t);
-        if (in_corso_.empty()) return;
-        if (t != "{enter}") {
-            cartella_ += t;
-            return;
-        }
-        if (++invii_ == 1) {
-            // The unzip button: the files land in the destination folder.
-            for (const auto& [nome, testo] : contenuti.at(in_corso_)) d_.scrivi_file(cartella_ + "\\" + nome, testo);
-            estratti.push_back(in_corso_);
-        } else if (invii_ == 3) {
-            in_corso_.clear();
-        }
-    }
-    std::string leggi_appunti() override { return d_.leggi_appunti(); }
-    std::vector<finestra> finestre() override {
-        auto elenco = d_.finestre();
-        if (!in_corso_.empty() && invii_ >= 1) elenco.push_back({9001, "WinZip Self-Extractor - " + in_corso_, "#32770"});
-        return elenco;
-    }
-    std::vector<finestra> figli(maniglia padre) override {
-        if (padre == 9001) return {{9002, "Unzip", "Button"}, {9003, "3 file(s) unzipped successfully", "Static"}};
-        return d_.figli(padre);
-    }
-    void esegui_eventi() override { d_.esegui_eventi(); }
-    float secondi_da_mezzanotte() override { return d_.secondi_da_mezzanotte(); }
-    data_ora adesso() override { return d_.adesso(); }
-    void pausa(double s) override {
-        secondi_attesi += s;
-        d_.pausa(s);
-    }
-    void messaggio(const std::string& testo, const std::string& titolo) override {
-        messaggi.push_back(testo);
-        d_.messaggio(testo, titolo);
-    }
-
-    bool esiste_file(const std::string& p) override { return d_.esiste_file(p); }
-    std::string leggi_file(const std::string& p) override { return d_.leggi_file(p); }
-    void scrivi_file(const std::string& p, const std::string& c) override {
-        if (guasto_attivo && guasto_attivo->scrittura && minuscolo(p) == minuscolo(guasto_attivo->bersaglio)) {
-            throw errore_file(p, guasto_attivo->problema);
-        }
-        d_.scrivi_file(p, c);
-    }
-    void cancella_file(const std::string& p) override { d_.cancella_file(p); }
-    void rinomina_file(const std::string& da, const std::string& a) override { d_.rinomina_file(da, a); }
-    std::vector<std::string> elenca_file(const std::string& d, const std::string& m) override {
-        return d_.elenca_file(d, m);
-    }
-    bool esiste_direttorio(const std::string& p) override { return d_.esiste_direttorio(p); }
-    void copia_file(const std::string& da, const std::string& a) override {
-        if (guasto_attivo && !guasto_attivo->scrittura && minuscolo(a) == minuscolo(guasto_attivo->bersaglio)) {
-            const int n = ++guasto_attivo->viste;
-            if (guasto_attivo->volta == 0 || guasto_attivo->volta == n) throw errore_file(a, guasto_attivo->problema);
-        }
-        d_.copia_file(da, a);
-    }
-    std::int64_t lunghezza_file(const std::string& p) override { return d_.lunghezza_file(p); }
-    void crea_direttorio(const std::string& p) override { d_.crea_direttorio(p); }
-    void rimuovi_direttorio(const std::string& p) override { d_.rimuovi_direttorio(p); }
-    void imposta_solo_archivio(const std::string& p) override { d_.imposta_solo_archivio(p); }
-    std::string direttorio_corrente() override { return d_.direttorio_corrente(); }
-    void cambia_direttorio(const std::string& p) override { d_.cambia_direttorio(p); }
-    std::string direttorio_programma() override { return d_.direttorio_programma(); }
-
-private:
-    piattaforma& d_;
-    std::string in_corso_;
-    std::string cartella_;
-    int invii_ = 0;
-};
-
 // Keeps a copy of the model at every redraw.
 class vista_registrata : public vista_aggiornamento {
 public:
@@ -164,23 +58,29 @@ public:
 
 class banco_prova : public ::testing::Test {
 protected:
-    piattaforma_copione copione;
-    piattaforma_prova p{copione};
+    piattaforma_copione p;
     vista_registrata vista;
     form_aggiornamento form{p, vista};
 
     const std::string file_bbs = "c:\\j8bbs\\j8_bbs_config.txt";
     std::string impostazioni_bbs_iniziali;
     std::string farmaci_senza_doppi;
+    std::map<std::string, std::map<std::string, std::string>> contenuti;  // by package name
+    std::vector<std::string> estratti_;
+    double inizio_ = 0;
+
+    // The self-extractor being driven.
+    maniglia estrattore_ = 0;
+    std::string pacchetto_aperto_, cartella_;
+    int invii_ = 0;
 
     std::string impostazioni(const std::vector<std::string>& righe_chiare) {
         return componi_impostazioni("prova", righe_chiare, 4321.0f);
     }
 
     void SetUp() override {
-        for (const char* d : {"c:\\j8bbs", "c:\\j8bbs\\da_bbs", "c:\\farmacia", "c:\\farmacia\\tabelle"}) {
-            if (!p.esiste_direttorio(d)) p.crea_direttorio(d);
-        }
+        p.crea_cartelle("c:\\j8bbs\\da_bbs");
+        p.crea_cartelle("c:\\farmacia\\tabelle");
         p.cambia_direttorio("c:\\j8bbs");
         direttorio_configurazione = "c:\\j8bbs\\";
         direttorio_da_bbs = "c:\\j8bbs\\da_bbs\\";
@@ -207,11 +107,46 @@ protected:
         p.scrivi_file(t + "atc.tda", righe({atc_tda("4A01AA01", "FLUORURO")}));
         p.scrivi_file(t + "ditte.tda", righe({ditta_tda("0001", "DITTA")}));
         p.scrivi_file(t + "generici.tda", "generici vecchi\r\n");
+
+        p.su_tasti = [this](const std::string& t) { tasti_all_estrattore(t); };
+        inizio_ = p.orologio();
     }
 
+    void tasti_all_estrattore(const std::string& t) {
+        if (!estrattore_ || p.finestra_attiva() != estrattore_) return;
+        if (t != "{enter}") {
+            cartella_ += t;
+            return;
+        }
+        if (++invii_ == 1) {
+            for (const auto& [nome, testo] : contenuti.at(pacchetto_aperto_))
+                p.scrivi_file(cartella_ + "\\" + nome, testo);
+            estratti_.push_back(pacchetto_aperto_);
+            p.aggiungi_figlio(estrattore_, std::to_string(contenuti.at(pacchetto_aperto_).size()) +
+                                               " file(s) unzipped successfully");
+            // The success message box takes the focus; Enter closes it.
+            messaggio_ = p.apri_finestra("WinZip Self-Extractor", "#32770");
+            p.aggiungi_figlio(messaggio_, "unzipped successfully");
+        } else if (invii_ == 2) {
+            p.chiudi_finestra(messaggio_);
+        } else if (invii_ == 3) {
+            p.chiudi_finestra(estrattore_);
+            estrattore_ = 0;
+        }
+    }
+    maniglia messaggio_ = 0;
+
     void metti_pacchetto(int n, const std::map<std::string, std::string>& file) {
-        p.scrivi_file(direttorio_da_bbs + nome_pacchetto(n), "MZ finto");
-        p.contenuti[nome_pacchetto(n)] = file;
+        const std::string nome = nome_pacchetto(n);
+        p.scrivi_file(direttorio_da_bbs + nome, "MZ finto");
+        contenuti[nome] = file;
+        p.registra_programma(direttorio_da_bbs + nome, [this, nome](std::uint32_t task) {
+            estrattore_ = p.apri_finestra("WinZip Self-Extractor - " + nome, "#32770", task);
+            p.aggiungi_figlio(estrattore_, "Unzip to folder:");
+            pacchetto_aperto_ = nome;
+            cartella_.clear();
+            invii_ = 0;
+        });
     }
 
     std::map<std::string, std::string> istantanea_tabelle() {
@@ -235,18 +170,25 @@ protected:
         return file.substr(0, pos);
     }
 
-    void guasto_alla_copia(const std::string& a, int volta, const std::string& problema) {
-        p.guasto_attivo = piattaforma_prova::guasto{a, volta, problema, false, 0};
+    // Fails the `volta`-th operation `nome` on `percorso` (its first path).
+    void guasto(const std::string& nome, const std::string& percorso, int volta, const std::string& problema) {
+        auto viste = std::make_shared<int>(0);
+        p.regola_guasto = [=](const piattaforma_copione::operazione_file& o) -> std::optional<std::string> {
+            if (o.nome != nome || minuscolo(o.percorso) != minuscolo(percorso)) return std::nullopt;
+            if (++*viste != volta) return std::nullopt;
+            return problema;
+        };
     }
-    void guasto_alla_scrittura(const std::string& a, const std::string& problema) {
-        p.guasto_attivo = piattaforma_prova::guasto{a, 0, problema, true, 0};
-    }
-    void nessun_guasto() { p.guasto_attivo.reset(); }
+    void nessun_guasto() { p.regola_guasto = nullptr; }
 
-    const std::vector<std::string>& messaggi() const { return p.messaggi; }
-    const std::vector<std::string>& estratti() const { return p.estratti; }
-    const std::vector<std::string>& tasti_mandati() const { return p.tasti; }
-    double secondi_attesi() const { return p.secondi_attesi; }
+    std::vector<std::string> messaggi() const {
+        std::vector<std::string> testi;
+        for (const auto& v : p.voci(piattaforma_copione::tipo::messaggio)) testi.push_back(v.testo);
+        return testi;
+    }
+    const std::vector<std::string>& estratti() const { return estratti_; }
+    std::vector<std::string> tasti_mandati() const { return p.tasti_mandati(); }
+    double secondi_attesi() const { return (p.orologio() - inizio_) * 86400.0; }
 };
 
 }  // namespace j8::prova
