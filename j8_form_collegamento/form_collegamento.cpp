@@ -2,12 +2,26 @@
 
 #include "form_collegamento.hpp"
 
+#include <cstdlib>
+
+#include "j8_modulo_aggiornamento/impostazioni.hpp"
+#include "j8_modulo_aggiornamento/valori_programma.hpp"
+
 namespace j8 {
 
 namespace {
 
 void barra_finale(std::string& direttorio) {
     if (direttorio.empty() || direttorio.back() != '\\') direttorio += '\\';
+}
+
+// Numeric value of the leading number of a text, 0 when there is none.
+double valore_numerico(const std::string& testo) {
+    const char* inizio = testo.c_str();
+    while (*inizio == ' ' || *inizio == '\t') ++inizio;
+    char* fine = nullptr;
+    const double v = std::strtod(inizio, &fine);
+    return fine == inizio ? 0 : v;
 }
 
 }  // namespace
@@ -18,8 +32,52 @@ std::string senza_spazi(const std::string& testo) {
     return testo.substr(inizio, testo.find_last_not_of(' ') - inizio + 1);
 }
 
+void form_collegamento::Form_Load() {
+    p_.cambia_direttorio(p_.direttorio_programma());
+    // Absent here and in "c:\pippo\": reading the latter fails with an
+    // error that names the file.
+    const posizione_impostazioni dove = cerca_impostazioni(p_, file_configurazione_bbs);
+    direttorio_configurazione = dove.direttorio;
+    leggi_impostazioni(p_, dove.percorso, p_.secondi_da_mezzanotte(),
+                       [this](const riga_impostazione& r) {
+                           imposta(r.chiave, r.valore);
+                           return true;
+                       });
+    limite_zmodem = 180;
+    limite_risposta = 100;
+    a_capo = "\r\n";
+    aggiornamento_.carica_nascosto();
+}
+
+void form_collegamento::imposta(const std::string& chiave, const std::string& valore) {
+    if (chiave == "aggiornamento") {
+        ultimo_aggiornamento = valore;
+    } else if (chiave == "direttorio a bbs") {
+        modello.direttorio_origine = valore;
+    } else if (chiave == "direttorio da bbs") {
+        direttorio_da_bbs = valore;
+        // The box shows it without its final separator.
+        modello.direttorio_deposito = valore.substr(0, valore.empty() ? 0 : valore.size() - 1);
+    } else if (chiave == "direttorio archivio aggiornamenti") {
+        direttorio_archivio = valore;
+        modello.t_direttorio_archivio = valore;
+    } else if (chiave == "telefono bbs") {
+        modello.telefono = valore;
+    } else if (chiave == "userid bbs") {
+        modello.utente = valore;
+    } else if (chiave == "password bbs") {
+        modello.password = valore;
+    } else if (chiave == "lingua bbs") {
+        const double lingua = valore_numerico(valore);
+        if (lingua == 0) modello.scegli_italiano();
+        if (lingua == 1) modello.scegli_inglese();
+    } else if (chiave == "direttorio hyperterminal") {
+        modello.direttorio_hptrm = valore;
+    }
+}
+
 void form_collegamento::Command1_Click() {
-    if (!p_.esiste_direttorio(modello.direttorio_deposito)) {
+    if (modello.direttorio_deposito.empty() || !p_.esiste_direttorio(modello.direttorio_deposito)) {
         p_.messaggio(msg_deposito_non_valido, titolo_messaggi);
         return;
     }

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "j8_modulo_aggiornamento/valori_programma.hpp"
+
 namespace j8 {
 
 namespace {
@@ -142,9 +144,9 @@ void form_collegamento::impostazioni_ricezione() {
 }
 
 void form_collegamento::modem_e_accesso() {
-    verifica(risposta("at{enter}", "at" + a_capo_ + "OK"));
+    verifica(risposta("at{enter}", "at" + a_capo + "OK"));
     attesa(3);
-    verifica(risposta("atx3s7=60{enter}", "atx3s7=60" + a_capo_ + "OK"));
+    verifica(risposta("atx3s7=60{enter}", "atx3s7=60" + a_capo + "OK"));
     attesa(3);
     if (verifica(risposta("atdt" + senza_spazi(modello.telefono) + "{enter}", "Altrimenti batti \"new\":", "BUSY")) == 2)
         throw portante_persa{};

@@ -1,0 +1,141 @@
+// The form's load, its two buttons and their checks.
+
+#include "j8_form_collegamento/prove/banco_sessione.hpp"
+
+namespace j8::prova {
+namespace {
+
+using ::testing::ElementsAre;
+
+class pulsanti_form : public banco_sessione {
+protected:
+    void SetUp() override { prepara(scenario_base()); }
+};
+
+TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
+    // The update form is loaded hidden only once the settings are in.
+    std::string utente_al_caricamento;
+    aggiornamento.al_caricamento = [&] { utente_al_caricamento = this->form->modello.utente; };
+    copione.cambia_direttorio("c:\\bbs");
+    carica({"Aggiornamento=j8000007", "direttorio a bbs=d:\\fuori", "direttorio da bbs=d:\\in\\",
+            "direttorio archivio aggiornamenti=d:\\archivio\\", "telefono bbs=0698765432",
+            "userid bbs=farmacia", "password bbs= segreta ", "Lingua Bbs=1",
+            "direttorio hyperterminal=d:\\ht\\ht.exe", "utente =ignorato", "sconosciuta=x",
+            "userid bbs=farmacia2"});
+    const auto& m = form->modello;
+    EXPECT_EQ(ultimo_aggiornamento, "j8000007");
+    EXPECT_EQ(m.direttorio_origine, "d:\\fuori");
+    EXPECT_EQ(direttorio_da_bbs, "d:\\in\\");
+    EXPECT_EQ(m.direttorio_deposito, "d:\\in");
+    EXPECT_EQ(direttorio_archivio, "d:\\archivio\\");
+    EXPECT_EQ(m.t_direttorio_archivio, "d:\\archivio\\");
+    EXPECT_EQ(m.telefono, "0698765432");
+    EXPECT_EQ(m.utente, "farmacia2");
+    EXPECT_EQ(m.password, " segreta ");
+    EXPECT_TRUE(m.inglese);
+    EXPECT_FALSE(m.italiano);
+    EXPECT_EQ(m.direttorio_hptrm, "d:\\ht\\ht.exe");
+    EXPECT_EQ(m.t_direttorio_tabelle, "c:\\j8\\direttorio_tabelle");  // not a key of this file
+
+    EXPECT_EQ(form->limite_zmodem, 180);
+    EXPECT_EQ(form->limite_risposta, 100);
+    EXPECT_EQ(a_capo, "\r\n");
+    EXPECT_EQ(copione.direttorio_corrente(), copione.direttorio_programma());
+    EXPECT_EQ(direttorio_configurazione, copione.direttorio_programma() + "\\");
+    EXPECT_THAT(aggiornamento.chiamate, ElementsAre("carica_nascosto"));
+    EXPECT_EQ(utente_al_caricamento, "farmacia2");
+    EXPECT_FALSE(m.Timer1.abilitato);
+}
+
+TEST_F(pulsanti_form, senza_file_nel_direttorio_del_programma_legge_quello_di_c_pippo) {
+    copione.scrivi_file("c:\\pippo\\j8_bbs_config.txt",
+                        componi_impostazioni("prova", {"userid bbs=da_pippo"}, 99.0f));
+    form->Form_Load();
+    EXPECT_EQ(form->modello.utente, "da_pippo");
+    EXPECT_EQ(direttorio_configurazione, "c:\\pippo\\");
+}
+
+TEST_F(pulsanti_form, lingua_zero_uno_o_altro) {
+    struct caso {
+        std::string valore;
+        bool inglese;
+    };
+    for (const caso& c : {caso{"0", false}, caso{" 1", true}, caso{"1x", true}, caso{"2", true},
+                          caso{"abc", false}}) {
+        SCOPED_TRACE(c.valore);
+        // Start from English so that "other" visibly leaves it as it is.
+        form->modello.scegli_inglese();
+        carica({"lingua bbs=" + c.valore});
+        EXPECT_EQ(form->modello.inglese, c.inglese);
+        EXPECT_NE(form->modello.italiano, form->modello.inglese);
+    }
+}
+
+TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
+    copione.scrivi_file("c:\\j8\\un_file", "x");
+    struct caso {
+        std::string deposito, utente, password, messaggio;
+    };
+    const std::string deposito_ko = msg_deposito_non_valido;
+    const std::string credenziali_ko = msg_utente_password;
+    for (const caso& c : {caso{"c:\\non_esiste", "cliente", "zeta", deposito_ko},
+                          caso{"c:\\j8\\un_file", "cliente", "zeta", deposito_ko},
+                          caso{"", "cliente", "zeta", deposito_ko},
+                          caso{"c:\\non_esiste", "", "", deposito_ko},
+                          caso{"c:\\j8\\DA_BBS", "cliente", "    ", credenziali_ko},
+                          caso{"c:\\j8\\DA_BBS", "  ", "zeta", credenziali_ko},
+                          caso{"c:\\j8\\DA_BBS", "", "", credenziali_ko}}) {
+        SCOPED_TRACE(c.deposito + "|" + c.utente + "|" + c.password);
+        p->messaggi.clear();
+        form->modello.direttorio_deposito = c.deposito;
+        form->modello.utente = c.utente;
+        form->modello.password = c.password;
+        form->modello.direttorio_hptrm = p->percorso_terminale;
+        form->Command1_Click();
+        EXPECT_THAT(p->messaggi, ElementsAre(c.messaggio));
+        EXPECT_TRUE(p->avviati.empty());
+        EXPECT_FALSE(form->modello.Timer1.abilitato);
+    }
+    EXPECT_EQ(deposito_ko, "Il direttorio di deposito non \xE8 valido");
+}
+
+TEST_F(pulsanti_form, avvia_collegamento_avvia_il_terminale_e_timer1) {
+    form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
+    form->modello.utente = " cliente";
+    form->modello.password = "z";
+    form->modello.direttorio_hptrm = p->percorso_terminale;
+    form->Command1_Click();
+    EXPECT_TRUE(p->messaggi.empty());
+    EXPECT_THAT(p->avviati, ElementsAre(p->percorso_terminale));
+    EXPECT_EQ(form->id_terminale, id_hyperterminal);
+    EXPECT_TRUE(form->modello.Timer1.abilitato);
+    EXPECT_EQ(form->modello.Timer1.intervallo, 6000);
+    EXPECT_TRUE(p->tasti.empty());  // nothing typed before the first tick
+}
+
+TEST_F(pulsanti_form, un_terminale_che_non_parte_non_abilita_timer1) {
+    form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
+    form->modello.direttorio_hptrm = "c:\\manca\\hypertrm.exe";
+    EXPECT_THROW(form->Command1_Click(), errore_avvio);
+    EXPECT_FALSE(form->modello.Timer1.abilitato);
+}
+
+TEST_F(pulsanti_form, aggiornamento_crea_l_archivio_aggiunge_le_barre_e_passa_la_mano) {
+    form->modello.t_direttorio_tabelle = "c:\\tabelle\\";
+    form->modello.t_direttorio_archivio = "c:\\j8\\nuovo_archivio";
+    form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
+    form->Command2_Click();
+    EXPECT_TRUE(copione.esiste_direttorio("c:\\j8\\nuovo_archivio"));
+    EXPECT_EQ(form->modello.t_direttorio_tabelle, "c:\\tabelle\\");
+    EXPECT_EQ(form->modello.t_direttorio_archivio, "c:\\j8\\nuovo_archivio\\");
+    EXPECT_EQ(form->modello.direttorio_deposito, "c:\\j8\\DA_BBS\\");
+    EXPECT_THAT(aggiornamento.chiamate, ElementsAre("mostra", "esegui_aggiornamento"));
+
+    // A second press finds everything in place and adds nothing.
+    form->Command2_Click();
+    EXPECT_EQ(form->modello.t_direttorio_archivio, "c:\\j8\\nuovo_archivio\\");
+    EXPECT_EQ(form->modello.direttorio_deposito, "c:\\j8\\DA_BBS\\");
+}
+
+}  // namespace
+}  // namespace j8::prova

@@ -1,0 +1,30 @@
+// Text helpers of the session: trailing line ends and trimming.
+
+#include <gtest/gtest.h>
+
+#include "j8_form_collegamento/form_collegamento.hpp"
+
+namespace j8 {
+namespace {
+
+TEST(pulisci_finale, toglie_solo_le_coppie_cr_lf_finali) {
+    EXPECT_EQ(form_collegamento::pulisci_finale("menu:\r\n\r\n\r\n"), "menu:");
+    EXPECT_EQ(form_collegamento::pulisci_finale("a\r\nb\r\n"), "a\r\nb");
+    EXPECT_EQ(form_collegamento::pulisci_finale("\r\n\r\n"), "");
+    // A lone CR or LF, or a space after the pair, stops the removal.
+    EXPECT_EQ(form_collegamento::pulisci_finale("menu:\n"), "menu:\n");
+    EXPECT_EQ(form_collegamento::pulisci_finale("menu:\r\n\r"), "menu:\r\n\r");
+    EXPECT_EQ(form_collegamento::pulisci_finale("menu:\r\n "), "menu:\r\n ");
+    EXPECT_EQ(form_collegamento::pulisci_finale("menu:\n\r\n"), "menu:\n");
+}
+
+TEST(senza_spazi, toglie_solo_gli_spazi_ai_lati) {
+    EXPECT_EQ(senza_spazi("  zeta "), "zeta");
+    EXPECT_EQ(senza_spazi("    "), "");
+    EXPECT_EQ(senza_spazi(""), "");
+    EXPECT_EQ(senza_spazi(" a b "), "a b");
+    EXPECT_EQ(senza_spazi("\tzeta"), "\tzeta");
+}
+
+}  // namespace
+}  // namespace j8
