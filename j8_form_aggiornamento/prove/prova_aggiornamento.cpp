@@ -119,7 +119,7 @@ TEST_F(banco_prova, rifiuto_se_il_successivo_manca_e_non_c_e_la_base) {
     EXPECT_TRUE(m.Label1.visible);
     EXPECT_EQ(m.Label3.caption, stato_refuso);
     EXPECT_FALSE(m.Label2.visible);
-    EXPECT_EQ(istantanea_tabelle(), prima);
+    EXPECT_TRUE(istantanea_tabelle() == prima);
     EXPECT_FALSE(p.esiste_direttorio("c:\\farmacia\\ultime_tabelle"));
     EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(7)));
     EXPECT_TRUE(p.leggi_file(file_bbs) == impostazioni_bbs_iniziali);
@@ -273,7 +273,7 @@ TEST_F(banco_prova, guasto_nella_ricopia_rimette_le_tabelle_come_prima) {
     guasto("copia_file", "c:\\j8\\lavoro_aggiornamento\\notessn.tda", 2, "disco pieno");
     form.esegui_aggiornamento();
 
-    EXPECT_EQ(istantanea_tabelle(), prima);
+    EXPECT_TRUE(istantanea_tabelle() == prima);
     EXPECT_FALSE(p.esiste_file("c:\\farmacia\\tabelle\\rimborsi.tda"));
     EXPECT_TRUE(p.leggi_file(file_bbs) == impostazioni_bbs_iniziali);
     ASSERT_EQ(messaggi().size(), 1u);
@@ -302,7 +302,7 @@ TEST_F(banco_prova, tabella_obbligatoria_mancante_ferma_senza_toccare_nulla) {
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
     const auto prima = istantanea_tabelle();
     form.esegui_aggiornamento();
-    EXPECT_EQ(istantanea_tabelle(), prima);
+    EXPECT_TRUE(istantanea_tabelle() == prima);
     ASSERT_EQ(messaggi().size(), 1u);
     EXPECT_NE(messaggi()[0].find("ditte.tda"), std::string::npos) << messaggi()[0];
     EXPECT_NE(messaggi()[0].find("ripristinate"), std::string::npos);
@@ -317,9 +317,73 @@ TEST_F(banco_prova, guasto_delle_impostazioni_rimette_le_tabelle) {
     const auto prima = istantanea_tabelle();
     guasto("scrivi_file", file_bbs, 1, "accesso negato");
     form.esegui_aggiornamento();
-    EXPECT_EQ(istantanea_tabelle(), prima);
+    EXPECT_TRUE(istantanea_tabelle() == prima);
     EXPECT_TRUE(p.leggi_file(file_bbs) == impostazioni_bbs_iniziali);
     EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(0)));
     ASSERT_EQ(messaggi().size(), 1u);
     EXPECT_NE(messaggi()[0].find("j8_bbs_config.txt"), std::string::npos) << messaggi()[0];
+}
+
+namespace {
+
+// The fixture outside gtest's own run, so one test can set up many runs.
+struct banco_libero : banco_prova {
+    using banco_prova::file_bbs;
+    using banco_prova::form;
+    using banco_prova::impostazioni_bbs_iniziali;
+    using banco_prova::istantanea_tabelle;
+    using banco_prova::messaggi;
+    using banco_prova::p;
+    using banco_prova::valore_aggiornamento;
+    void TestBody() override {}
+    void prepara() {
+        SetUp();
+        ultimo_aggiornamento = "j8000000";
+        metti_pacchetto(0, pacchetto_completo(0));
+        auto secondo = pacchetto_completo(1);
+        secondo["generici.new"] = "generici nuovi\r\n";
+        secondo["presidi.tda"] = "presidi nuovi\r\n";
+        metti_pacchetto(1, secondo);
+    }
+};
+
+}  // namespace
+
+// Whichever single file step fails, the run either completes or leaves the
+// tables and the settings as they were, with one message.
+TEST(guasti_aggiornamento, ogni_passo_su_file_che_fallisce) {
+    std::uint64_t passi = 0;
+    {
+        banco_libero b;
+        b.prepara();
+        ASSERT_EQ(b.form.Form_Load(), esito_caricamento::pronto);
+        const auto inizio = b.p.operazioni_file();
+        b.form.esegui_aggiornamento();
+        ASSERT_EQ(b.form.modello.Label1.caption, "AGGIORNAMENTO COMPLETATO");
+        passi = b.p.operazioni_file() - inizio;
+    }
+    ASSERT_GT(passi, 40u);
+    int interrotte = 0;
+    for (std::uint64_t k = 1; k <= passi; ++k) {
+        banco_libero b;
+        b.prepara();
+        ASSERT_EQ(b.form.Form_Load(), esito_caricamento::pronto);
+        const auto prima = b.istantanea_tabelle();
+        b.p.guasta_operazione(b.p.operazioni_file() + k, "disco pieno");
+        b.form.esegui_aggiornamento();
+        if (b.form.modello.Label1.caption == "AGGIORNAMENTO COMPLETATO") {
+            EXPECT_TRUE(b.messaggi().empty()) << k;
+            EXPECT_EQ(b.valore_aggiornamento(), "j8000001") << k;
+            continue;
+        }
+        ++interrotte;
+        EXPECT_TRUE(b.istantanea_tabelle() == prima) << "step " << k;
+        EXPECT_TRUE(b.p.leggi_file(b.file_bbs) == b.impostazioni_bbs_iniziali) << k;
+        ASSERT_EQ(b.messaggi().size(), 1u) << k;
+        EXPECT_NE(b.messaggi()[0].find("disco pieno"), std::string::npos) << k;
+        EXPECT_NE(b.messaggi()[0].find("Le tabelle sono state ripristinate"), std::string::npos)
+            << k << ": " << b.messaggi()[0];
+        EXPECT_TRUE(b.p.esiste_file(direttorio_da_bbs + nome_pacchetto(1))) << k;
+    }
+    EXPECT_GT(interrotte, 20);
 }
