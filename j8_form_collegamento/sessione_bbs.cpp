@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "j8_modulo_aggiornamento/finestre.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 
 namespace j8 {
@@ -109,7 +110,8 @@ bool form_collegamento::gestione_zmodem() {
 }
 
 void form_collegamento::Timer2_Timer() {
-    for (const finestra& f : p_.finestre()) {
+    enumera_finestre(p_);
+    for (const voce_finestra& f : elenco_finestre) {
         if (f.titolo.rfind("Zmodem", 0) == 0) {
             // First sight: the transfer has started. Later: still running.
             zmodem_iniziato = true;

@@ -12,7 +12,7 @@
 #include "j8_form_aggiornamento/win32/finestra_aggiornamento.hpp"
 #include "j8_form_collegamento/win32/finestra_collegamento.hpp"
 #include "j8_form_collegamento/win32/ponte_aggiornamento.hpp"
-#include "piattaforma/win32/piattaforma_win32.hpp"
+#include "piattaforma/piattaforma_win32.hpp"
 
 int WINAPI wWinMain(HINSTANCE istanza, HINSTANCE, PWSTR riga_comando, int mostra) {
     j8::piattaforma_win32 piattaforma;

@@ -1,0 +1,243 @@
+// j8_bbs.exe from start to finish with real windows: it drives the terminal
+// stand-in through whole BBS sessions, downloads two packages attached to
+// mail, logs out, closes the terminal and applies the packages. The tables
+// must come out byte for byte as the j8_tabelle tool makes them.
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "j8_form_aggiornamento/prove/dati_prova.hpp"
+#include "j8_form_collegamento/regia/regia.hpp"
+#include "j8_modulo_aggiornamento/impostazioni.hpp"
+#include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
+#include "motore_tabelle/file_locali.hpp"
+
+namespace fs = std::filesystem;
+using namespace j8;
+
+namespace {
+
+fs::path cartella_programmi() {
+    wchar_t nome[MAX_PATH];
+    GetModuleFileNameW(nullptr, nome, MAX_PATH);
+    return fs::path(nome).parent_path();
+}
+
+std::string leggi(const fs::path& p) {
+    std::ifstream f(p, std::ios::binary);
+    std::ostringstream s;
+    s << f.rdbuf();
+    return s.str();
+}
+
+void scrivi(const fs::path& p, const std::string& testo) {
+    std::ofstream f(p, std::ios::binary);
+    f << testo;
+}
+
+int esegui(const std::wstring& riga_comando) {
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    std::wstring riga = riga_comando;
+    if (!CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
+        return -1;
+    WaitForSingleObject(pi.hProcess, 120000);
+    DWORD codice = 1;
+    GetExitCodeProcess(pi.hProcess, &codice);
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+    return int(codice);
+}
+
+std::map<std::string, std::string> contenuto(const fs::path& d) {
+    std::map<std::string, std::string> esito;
+    for (const auto& voce : fs::directory_iterator(d)) {
+        if (!voce.is_regular_file()) continue;
+        std::string nome = voce.path().filename().string();
+        for (char& c : nome) c = char(std::tolower(static_cast<unsigned char>(c)));
+        esito[nome] = leggi(voce.path());
+    }
+    return esito;
+}
+
+std::string con_barra(const fs::path& p) { return p.string() + "\\"; }
+
+void banca_dati(const fs::path& d) {
+    std::vector<std::string> farmaci;
+    for (int i = 0; i < 200; ++i) {
+        char codice[16], nome[40];
+        std::snprintf(codice, sizeof codice, "%09d", 31000000 + i * 11);
+        std::snprintf(nome, sizeof nome, "FARMACO %03d %s", (i * 53) % 200, i % 2 ? "CPR" : "FL");
+        farmaci.push_back(prova::farmaco_tda(codice, nome));
+    }
+    scrivi(d / "farmaci.tda", prova::righe(farmaci));
+    scrivi(d / "farmaci_secondario_completo.tda", prova::righe({"000000000001+0000000001"}));
+    scrivi(d / "principi_attivi.tda", prova::righe({prova::principio_tda("000001", "PARACETAMOLO")}));
+    scrivi(d / "notessn.tda", prova::righe({prova::nota_tda("01", "NOTA UNO")}));
+    scrivi(d / "atc.tda", prova::righe({prova::atc_tda("4A01AA01", "FLUORURO DI SODIO")}));
+    scrivi(d / "ditte.tda", prova::righe({prova::ditta_tda("0001", "DITTA UNO")}));
+}
+
+std::vector<std::string> aggiornamenti(const fs::path& d, int n) {
+    fs::create_directories(d);
+    std::vector<std::string> farmaci;
+    for (int i = 0; i < 30; ++i) {
+        char codice[16], nome[40];
+        std::snprintf(codice, sizeof codice, "%09d", 31000000 + (i % 2 ? i * 11 : 70000 + n * 100 + i));
+        std::snprintf(nome, sizeof nome, "FARMACO BBS%d %02d", n, i);
+        farmaci.push_back(prova::farmaco_faf(codice, nome, i % 4 == 0 ? "G" : "M"));
+    }
+    scrivi(d / "farmaci.faf", prova::righe(farmaci));
+    scrivi(d / "notessn.faf", prova::righe({prova::nota_faf("0" + std::to_string(n + 2), "NOTA NUOVA")}));
+    scrivi(d / "principi_attivi.faf",
+           prova::righe({prova::principio_faf("00002" + std::to_string(n), "PRINCIPIO " + std::to_string(n))}));
+    scrivi(d / "atc.faf", prova::righe({prova::atc_faf("4A01AA0" + std::to_string(n + 2), "CLASSE NUOVA")}));
+    scrivi(d / "ditte.faf", prova::righe({prova::ditta_faf("020" + std::to_string(n), "DITTA NUOVA")}));
+    return {"farmaci.faf", "notessn.faf", "principi_attivi.faf", "atc.faf", "ditte.faf"};
+}
+
+// One workstation and one BBS in a folder of their own.
+class j8_bbs_wine : public ::testing::Test {
+protected:
+    const fs::path bin = cartella_programmi();
+    fs::path radice;
+    fs::path programma, tabelle, atteso, deposito, origine, archivio, file_bbs, carico_bbs;
+
+    void prepara(const std::string& nome, bool inglese, bool file_da_inviare, const std::string& linea) {
+        radice = fs::path("c:\\j8_prova_collegamento") / nome;
+        std::error_code ec;
+        fs::remove_all(radice, ec);
+        fs::remove_all("c:\\j8\\lavoro_aggiornamento", ec);
+        programma = radice / "programma";
+        tabelle = radice / "tabelle";
+        atteso = radice / "atteso";
+        deposito = radice / "DA_BBS";
+        origine = radice / "A_BBS";
+        archivio = radice / "archivio";
+        file_bbs = radice / "bbs" / "file";
+        carico_bbs = radice / "bbs" / "carico";
+        for (const fs::path& d : {programma, tabelle, atteso, deposito, origine, archivio, file_bbs, carico_bbs,
+                                  radice / "ricevuti", radice / "sorgenti"})
+            fs::create_directories(d);
+        fs::copy_file(bin / "j8_bbs.exe", programma / "j8_bbs.exe");
+        banca_dati(tabelle);
+        banca_dati(atteso);
+        if (file_da_inviare) {
+            scrivi(origine / "ordine_001.txt", "ordine 1\r\n");
+            scrivi(origine / "ordine_002.txt", "ordine 2\r\n");
+        }
+
+        // Two consecutive packages waiting in the mailbox, and what the
+        // engine tool makes of their update files.
+        const std::wstring strumento = L"\"" + (bin / "j8_tabelle.exe").wstring() + L"\" ";
+        const std::wstring dir_atteso = L"\"" + atteso.wstring() + L"\"";
+        ASSERT_EQ(esegui(strumento + L"doppi " + dir_atteso), 0);
+        for (int n = 1; n <= 2; ++n) {
+            const fs::path sorgente = radice / "sorgenti" / ("p" + std::to_string(n));
+            const auto nomi = aggiornamenti(sorgente, n);
+            std::vector<std::string> argomenti = {(file_bbs / ("j800000" + std::to_string(n) + ".exe")).string()};
+            std::wstring riga = strumento + L"aggiorna " + dir_atteso;
+            for (const auto& f : nomi) {
+                argomenti.push_back((sorgente / f).string());
+                fs::copy_file(sorgente / f, atteso / f, fs::copy_options::overwrite_existing);
+                riga += L" " + fs::path(f).wstring();
+            }
+            std::ostringstream uscita, errori;
+            ASSERT_EQ(pacchetto::esegui_j8_pacchetto(argomenti, bin, uscita, errori), 0) << errori.str();
+            ASSERT_EQ(esegui(riga), 0);
+        }
+        ASSERT_EQ(esegui(strumento + L"secondario " + dir_atteso), 0);
+        for (const char* f : {"farmaci.faf", "notessn.faf", "principi_attivi.faf", "atc.faf", "ditte.faf"})
+            fs::remove(atteso / f);
+
+        const fs::path scenario = radice / "scenario.txt";
+        scrivi(scenario, "utente = cliente\r\npassword = zeta\r\nlinea = " + linea +
+                             "\r\ndirettorio_file = " + file_bbs.string() +
+                             "\r\ndirettorio_carico = " + carico_bbs.string() +
+                             "\r\ndirettorio_ricezione = " + (radice / "ricevuti").string() +
+                             "\r\nsecondi_trasferimento = 2"
+                             "\r\nmessaggio = nuovo | j8000001.exe | Aggiornamento banca dati 1"
+                             "\r\nmessaggio = letto | | Avviso gia' letto"
+                             "\r\nmessaggio = nuovo | j8000002.exe | Aggiornamento banca dati 2\r\n");
+        const std::string terminale = "\"" + (bin / "terminale_prova.exe").string() + "\" \"" +
+                                      scenario.string() + "\"" + (inglese ? " --inglese" : "");
+        const fs::path config = programma / "j8_bbs_config.txt";
+        scrivi(config, componi_impostazioni(config.string(),
+                                            {"aggiornamento=j8000000", "direttorio a bbs=" + origine.string(),
+                                             "direttorio da bbs=" + con_barra(deposito),
+                                             "direttorio archivio aggiornamenti=" + con_barra(archivio),
+                                             "telefono bbs=0612345678", "userid bbs=cliente",
+                                             "password bbs=zeta", std::string("lingua bbs=") + (inglese ? "1" : "0"),
+                                             "direttorio hyperterminal=" + terminale},
+                                            4321.0f));
+        scrivi(programma / "j8_config.txt",
+               componi_impostazioni("j8_config.txt", {"direttorio tabelle=" + con_barra(tabelle)}, 99.0f));
+    }
+
+    regia::esito_regia avvia(const std::string& nome) {
+        const fs::path foto = bin.parent_path() / "schermate" / nome;
+        fs::create_directories(foto);
+        return regia::segui_j8_bbs((programma / "j8_bbs.exe").wstring(), L"/avvia", foto.wstring(), 600);
+    }
+
+    std::string ultimo_pacchetto() {
+        file_locali file;
+        const auto righe = leggi_impostazioni(file, (programma / "j8_bbs_config.txt").string(), 1.0f);
+        return valore_impostazione(righe, "aggiornamento").value_or("?");
+    }
+
+    void verifica_aggiornamento_completo(const regia::esito_regia& esito) {
+        EXPECT_TRUE(esito.terminato);
+        EXPECT_TRUE(esito.messaggi.empty()) << esito.messaggi.front();
+        EXPECT_EQ(esito.stato_finale, "AGGIORNAMENTO COMPLETATO");
+        EXPECT_EQ(esito.foto.size(), 2u);
+        const auto ottenute = contenuto(tabelle), attese = contenuto(atteso);
+        ASSERT_EQ(ottenute.size(), attese.size());
+        for (const auto& [nome, testo] : attese) {
+            ASSERT_TRUE(ottenute.count(nome)) << nome;
+            EXPECT_TRUE(ottenute.at(nome) == testo) << nome << " differs from the tool's result";
+        }
+        EXPECT_EQ(ultimo_pacchetto(), "j8000002");
+        for (const char* p : {"j8000001.exe", "j8000002.exe"}) {
+            EXPECT_TRUE(fs::exists(archivio / p)) << p;
+            EXPECT_FALSE(fs::exists(deposito / p)) << p;
+        }
+    }
+};
+
+TEST_F(j8_bbs_wine, menu_italiani_con_file_da_inviare) {
+    prepara("italiano", false, true, "libera");
+    const auto esito = avvia("italiano");
+    verifica_aggiornamento_completo(esito);
+    EXPECT_EQ(leggi(carico_bbs / "ordine_001.txt"), "ordine 1\r\n");
+    EXPECT_EQ(leggi(carico_bbs / "ordine_002.txt"), "ordine 2\r\n");
+}
+
+TEST_F(j8_bbs_wine, menu_inglesi_senza_file_da_inviare) {
+    prepara("inglese", true, false, "libera");
+    const auto esito = avvia("inglese");
+    verifica_aggiornamento_completo(esito);
+    EXPECT_TRUE(fs::is_empty(carico_bbs));
+}
+
+TEST_F(j8_bbs_wine, linea_occupata_manca_la_portante_e_nulla_cambia) {
+    prepara("occupata", false, false, "occupata");
+    const auto prima = contenuto(tabelle);
+    const auto esito = avvia("occupata");
+    EXPECT_TRUE(esito.terminato);
+    ASSERT_EQ(esito.messaggi.size(), 1u);
+    EXPECT_EQ(esito.messaggi[0], "Manca la portante");
+    EXPECT_TRUE(esito.stato_finale.empty());
+    EXPECT_EQ(contenuto(tabelle), prima);
+    EXPECT_EQ(ultimo_pacchetto(), "j8000000");
+    EXPECT_TRUE(fs::is_empty(deposito));
+    EXPECT_TRUE(fs::is_empty(archivio));
+}
+
+}  // namespace
