@@ -7,6 +7,7 @@
 
 #include "j8_modulo_aggiornamento/cifrario.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
+#include "piattaforma/piattaforma_copione.hpp"
 
 namespace j8 {
 namespace {
@@ -329,6 +330,23 @@ TEST_F(impostazioni, ricerca_nel_direttorio_corrente_poi_in_pippo) {
 
     disco.file["d:\\j8_bbs_config.txt"] = "x";
     EXPECT_EQ(cerca_impostazioni(disco, "d:\\", file_configurazione_bbs).direttorio, "d:\\");
+}
+
+TEST(impostazioni_piattaforma, ricerca_e_riscrittura_nel_direttorio_del_programma) {
+    piattaforma_copione p;
+    p.imposta_direttorio_programma("c:\\programmi\\j8");
+    p.cambia_direttorio("c:\\programmi\\j8");
+    p.crea_file("c:\\pippo\\j8_bbs_config.txt", "altro");
+    EXPECT_EQ(cerca_impostazioni(p, file_configurazione_bbs).direttorio, "c:\\pippo\\");
+
+    p.crea_file("c:\\programmi\\j8\\J8_BBS_CONFIG.TXT", file_noto());
+    auto trovato = cerca_impostazioni(p, file_configurazione_bbs);
+    EXPECT_EQ(trovato.direttorio, p.direttorio_corrente() + "\\");
+    ASSERT_TRUE(trovato.esiste);
+    riscrivi_impostazione(p, trovato.percorso, "aggiornamento", "j8000124", p.secondi_da_mezzanotte());
+    EXPECT_EQ(leggi_impostazioni(p, trovato.percorso, 1.0f)[0].valore, "j8000124");
+    EXPECT_FALSE(p.esiste_file("c:\\programmi\\j8\\j8_bbs_config.tmp"));
+    EXPECT_EQ(p.leggi_file("c:\\pippo\\j8_bbs_config.txt"), "altro");
 }
 
 TEST_F(impostazioni, contenuti_a_caso_non_fanno_danni) {
