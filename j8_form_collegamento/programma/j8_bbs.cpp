@@ -12,10 +12,10 @@
 #include "j8_form_aggiornamento/win32/finestra_aggiornamento.hpp"
 #include "j8_form_collegamento/win32/finestra_collegamento.hpp"
 #include "j8_form_collegamento/win32/ponte_aggiornamento.hpp"
-#include "piattaforma/piattaforma_win32.hpp"
+#include "j8_form_collegamento/win32/piattaforma_j8_bbs.hpp"
 
 int WINAPI wWinMain(HINSTANCE istanza, HINSTANCE, PWSTR riga_comando, int mostra) {
-    j8::piattaforma_win32 piattaforma;
+    j8::piattaforma_j8_bbs piattaforma;
     j8::finestra_aggiornamento aggiornamento(piattaforma);
     j8::ponte_aggiornamento ponte(aggiornamento);
     j8::form_collegamento form(piattaforma, ponte);
