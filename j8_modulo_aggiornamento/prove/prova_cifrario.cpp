@@ -42,6 +42,11 @@ TEST(chiave, posizioni_fisse_e_semi_dall_orologio) {
     prepara_chiave(12345.5f);
     const std::array<int, 12> semi_attesi{45, 62, 106, 93, 105, 117, 123, 97, 46, 76, 62, 89};
     for (int i = 1; i <= 12; ++i) EXPECT_EQ(semi[i], semi_attesi[i - 1]) << "i=" << i;
+    // At this clock draw 8 times 96 rounds up to a whole number in single
+    // precision (seed 70); wider arithmetic stays below it (69).
+    prepara_chiave(592.62f);
+    EXPECT_EQ(semi[8], 70);
+    EXPECT_EQ(semi[12], 57);
     auto semi_prima = semi;
     prepara_chiave(12346.5f);
     EXPECT_NE(semi, semi_prima);
