@@ -55,13 +55,17 @@ float secondi_da_mezzanotte() {
 
 int leggi(const std::string& percorso) {
     j8::file_locali disco;
-    j8::leggi_impostazioni(disco, percorso, secondi_da_mezzanotte(),
-                           [](const j8::riga_impostazione& r) {
-                               std::fwrite(r.testo.data(), 1, r.testo.size(), stdout);
-                               std::fputc('\n', stdout);
-                               return true;
-                           });
-    return std::fflush(stdout) == 0 ? 0 : esito_errore;
+    // All lines first: a damaged file prints nothing but the error.
+    auto righe = j8::leggi_impostazioni(disco, percorso, secondi_da_mezzanotte());
+    for (const auto& r : righe) {
+        std::fwrite(r.testo.data(), 1, r.testo.size(), stdout);
+        std::fputc('\n', stdout);
+    }
+    if (std::fflush(stdout) != 0) {
+        std::cerr << "j8_impostazioni: impossibile scrivere sull'uscita standard\n";
+        return esito_errore;
+    }
+    return 0;
 }
 
 int crea(const std::string& percorso, float secondi) {
