@@ -95,6 +95,7 @@ void finestra_aggiornamento::crea() {
         return h;
     };
     label1_ = etichetta_win(id_label1, m.Label1);
+    SetWindowLongPtrW(label1_, GWL_STYLE, GetWindowLongPtrW(label1_, GWL_STYLE) | SS_CENTERIMAGE);
     label2_ = etichetta_win(id_label2, m.Label2);
     label3_ = etichetta_win(id_label3, m.Label3);
     SetWindowLongPtrW(label3_, GWL_STYLE, (GetWindowLongPtrW(label3_, GWL_STYLE) & ~SS_CENTER) | SS_LEFT);
@@ -211,7 +212,14 @@ bool salva_schermata(HWND finestra, const std::wstring& percorso) {
     HDC memoria = CreateCompatibleDC(schermo);
     HBITMAP bmp = CreateCompatibleBitmap(schermo, w, h);
     HGDIOBJ vecchio = SelectObject(memoria, bmp);
-    if (!PrintWindow(finestra, memoria, 0)) BitBlt(memoria, 0, 0, w, h, schermo, r.left, r.top, SRCCOPY);
+    // What is on screen, children included; a window out of sight paints
+    // itself instead.
+    RedrawWindow(finestra, nullptr, nullptr, RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW | RDW_FRAME);
+    if (IsWindowVisible(finestra)) {
+        BitBlt(memoria, 0, 0, w, h, schermo, r.left, r.top, SRCCOPY);
+    } else {
+        PrintWindow(finestra, memoria, 0);
+    }
     SelectObject(memoria, vecchio);
 
     BITMAPINFOHEADER bi{};
