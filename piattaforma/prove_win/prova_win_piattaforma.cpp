@@ -1,0 +1,218 @@
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "j8_form_aggiornamento/manda_tasto.hpp"
+#include "j8_modulo_aggiornamento/finestre.hpp"
+#include "piattaforma/piattaforma_copione.hpp"  // componi_data_ora
+#include "piattaforma/win32/piattaforma_win32.hpp"
+
+namespace j8 {
+namespace {
+
+// Polls `vero` for up to `secondi`: real windows answer when they can.
+template <class F>
+bool entro(double secondi, F vero) {
+    const ULONGLONG fine = GetTickCount64() + static_cast<ULONGLONG>(secondi * 1000);
+    for (;;) {
+        if (vero()) return true;
+        if (GetTickCount64() > fine) return false;
+        Sleep(50);
+    }
+}
+
+class finestra_vera : public ::testing::Test {
+protected:
+    void SetUp() override {
+        task = p.avvia_programma(p.direttorio_programma() + "\\programma_prova.exe");
+        titolo = "Prova j8 [" + std::to_string(task) + "]";
+        ASSERT_TRUE(entro(10, [&] { return trova() != 0; })) << titolo;
+        ASSERT_TRUE(p.attiva_task(task));
+    }
+    void TearDown() override {
+        if (maniglia h = trova()) {
+            PostMessageW(reinterpret_cast<HWND>(h), WM_CLOSE, 0, 0);
+            entro(5, [&] { return trova() == 0; });
+        }
+    }
+    maniglia trova() {
+        for (const finestra& f : p.finestre())
+            if (f.titolo == titolo) return f.handle;
+        return 0;
+    }
+    std::string testo_dell_edit() {
+        for (const finestra& f : p.figli(trova()))
+            if (minuscolo(f.classe) == "edit") return f.titolo;
+        return "<nessun edit>";
+    }
+    static std::string minuscolo(std::string s) {
+        std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return std::tolower(c); });
+        return s;
+    }
+
+    piattaforma_win32 p;
+    std::uint32_t task = 0;
+    std::string titolo;
+};
+
+TEST_F(finestra_vera, scrive_seleziona_copia_dal_menu_e_legge_gli_appunti) {
+    EXPECT_EQ(GetForegroundWindow(), reinterpret_cast<HWND>(trova()));
+    const std::string scritto = "Ciao@#[]{}() \xe8\xe0 +%^~ 123 AbZ";
+    p.manda_tasti("Ciao@#[]{{}{}}{(}{)} \xe8\xe0 {+}{%}{^}{~} 123 +abZ");
+    ASSERT_TRUE(entro(5, [&] { return testo_dell_edit() == scritto; })) << testo_dell_edit();
+    p.manda_tasti("{enter}seconda riga{bs 4}RIGA");
+    const std::string atteso = scritto + "\r\nseconda RIGA";
+    ASSERT_TRUE(entro(5, [&] { return testo_dell_edit() == atteso; })) << testo_dell_edit();
+
+    p.manda_tasti("%ms");
+    p.manda_tasti("%m{enter}{end}");
+    EXPECT_EQ(p.leggi_appunti(), atteso);
+
+    // Shift with a named key: select the last word and copy it alone.
+    p.manda_tasti("^{end}+^{left}");
+    p.manda_tasti("%m{enter}");
+    EXPECT_EQ(p.leggi_appunti(), "RIGA");
+}
+
+TEST_F(finestra_vera, trova_finestre_e_figli_e_chiude_dal_menu) {
+    enumera_finestre(p);
+    const auto trovata = std::find_if(elenco_finestre.begin(), elenco_finestre.end(),
+                                      [&](const voce_finestra& f) { return f.titolo == titolo; });
+    ASSERT_NE(trovata, elenco_finestre.end());
+    EXPECT_EQ(trovata->classe, "J8ProgrammaProva");
+    enumera_figli(p, trovata->handle);
+    EXPECT_EQ(conteggio_figli, 2);
+
+    EXPECT_TRUE(manda_tasto(p, "x", "Prova j8 [", 0, "X"));
+    EXPECT_TRUE(manda_tasto(p, "y", titolo, 10, "Pronto per la prova"));
+    EXPECT_FALSE(manda_tasto(p, "z", titolo, 0.5, "Nessun figlio cos\xec"));
+    EXPECT_TRUE(entro(5, [&] { return testo_dell_edit() == "xyz"; })) << testo_dell_edit();
+
+    // A foreign window in front, then back by task id and by title.
+    HWND h = reinterpret_cast<HWND>(trova());
+    EXPECT_TRUE(p.attiva_titolo(titolo));
+    EXPECT_EQ(GetForegroundWindow(), h);
+
+    p.manda_tasti("%fe");
+    EXPECT_TRUE(entro(5, [&] { return trova() == 0; }));
+    HANDLE processo = OpenProcess(SYNCHRONIZE, FALSE, task);
+    if (processo) {
+        EXPECT_EQ(WaitForSingleObject(processo, 5000), WAIT_OBJECT_0);
+        CloseHandle(processo);
+    }
+    EXPECT_FALSE(p.attiva_task(task));
+}
+
+TEST(piattaforma_win32_tasti, tastiera_italiana_chiede_altgr_per_chiocciola_e_quadre) {
+    // The harness sets an Italian layout: the characters typed above then
+    // really go the Unicode way.
+    if (VkKeyScanW(L'\u00f2') == -1) GTEST_SKIP() << "tastiera non italiana";  // no key for \u00f2
+    for (wchar_t c : {L'@', L'#', L'[', L']'}) {
+        const SHORT s = VkKeyScanW(c);
+        EXPECT_TRUE(s == -1 || (HIBYTE(s) & 6) == 6) << static_cast<int>(c);
+    }
+}
+
+TEST(piattaforma_win32_tasti, stringa_non_valida_rifiutata) {
+    piattaforma_win32 p;
+    EXPECT_THROW(p.manda_tasti("{invio}"), errore_tasti);
+    EXPECT_THROW(p.avvia_programma("c:\\non\\esiste.exe"), errore_avvio);
+}
+
+TEST(piattaforma_win32_appunti, testo_unicode_letto_in_windows_1252) {
+    piattaforma_win32 p;
+    const std::wstring w = L"Citt\u00e0 \u20ac 5 \u0416";
+    ASSERT_TRUE(entro(2, [] { return OpenClipboard(nullptr) != 0; }));
+    EmptyClipboard();
+    HGLOBAL g = GlobalAlloc(GMEM_MOVEABLE, (w.size() + 1) * sizeof(wchar_t));
+    std::copy(w.c_str(), w.c_str() + w.size() + 1, static_cast<wchar_t*>(GlobalLock(g)));
+    GlobalUnlock(g);
+    SetClipboardData(CF_UNICODETEXT, g);
+    CloseClipboard();
+    EXPECT_EQ(p.leggi_appunti(), "Citt\xe0 \x80 5 ?");
+}
+
+TEST(piattaforma_win32_orologio, ore_e_data_coerenti) {
+    piattaforma_win32 p;
+    const float s = p.secondi_da_mezzanotte();
+    EXPECT_GE(s, 0.0f);
+    EXPECT_LT(s, 86400.0f);
+    const data_ora d = p.adesso();
+    EXPECT_GT(d, componi_data_ora(2020, 1, 1));
+    const double frazione = (d - static_cast<long>(d)) * 86400;
+    EXPECT_TRUE(std::abs(frazione - s) < 2 || std::abs(frazione - s) > 86398);
+    const data_ora prima = p.adesso();
+    attendi_secondi(p, 0.3);
+    EXPECT_GE((p.adesso() - prima) * 86400, 0.25);
+}
+
+class file_veri : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char t[MAX_PATH];
+        GetTempPathA(MAX_PATH, t);
+        dir = std::string(t) + "j8_prova_" + std::to_string(GetCurrentProcessId());
+        p.crea_direttorio(dir);
+    }
+    void TearDown() override {
+        for (const auto& n : p.elenca_file(dir, "*.*")) {
+            p.imposta_solo_archivio(dir + "\\" + n);
+            p.cancella_file(dir + "\\" + n);
+        }
+        RemoveDirectoryA((dir + "\\sotto").c_str());
+        RemoveDirectoryA(dir.c_str());
+    }
+    std::string problema(auto fare) {
+        try {
+            fare();
+        } catch (const errore_file& e) {
+            return e.problema();
+        }
+        return "nessuno";
+    }
+    piattaforma_win32 p;
+    std::string dir;
+};
+
+TEST_F(file_veri, scrittura_copia_elenco_e_errori_in_italiano) {
+    p.scrivi_file(dir + "\\farmaci.tda", std::string("riga 1\r\nriga \xe8\r\n", 16));
+    p.scrivi_file(dir + "\\farmaci.tda", "nuovo\r\n");  // replaces whole
+    EXPECT_EQ(p.leggi_file(dir + "\\FARMACI.TDA"), "nuovo\r\n");
+    EXPECT_EQ(p.lunghezza_file(dir + "\\farmaci.tda"), 7);
+    p.copia_file(dir + "\\farmaci.tda", dir + "\\atc.faf");
+    p.crea_direttorio(dir + "\\sotto");
+    const auto tutti = p.elenca_file(dir + "\\", "*.*");
+    EXPECT_EQ(std::set<std::string>(tutti.begin(), tutti.end()),
+              (std::set<std::string>{"farmaci.tda", "atc.faf"}));
+    EXPECT_EQ(p.elenca_file(dir, "*.faf"), std::vector<std::string>{"atc.faf"});
+    EXPECT_TRUE(p.elenca_file(dir + "\\manca", "*.*").empty());
+    EXPECT_TRUE(p.esiste_direttorio(dir + "\\sotto\\"));
+    EXPECT_FALSE(p.esiste_file(dir + "\\sotto"));
+
+    EXPECT_EQ(problema([&] { p.leggi_file(dir + "\\manca.tda"); }), "file non trovato");
+    EXPECT_EQ(problema([&] { p.scrivi_file(dir + "\\manca\\x.tda", ""); }), "percorso non trovato");
+    EXPECT_EQ(problema([&] { p.rinomina_file(dir + "\\atc.faf", dir + "\\farmaci.tda"); }),
+              "file gi\xe0 esistente");
+    SetFileAttributesA((dir + "\\atc.faf").c_str(), FILE_ATTRIBUTE_READONLY);
+    EXPECT_EQ(problema([&] { p.cancella_file(dir + "\\atc.faf"); }), "accesso negato");
+    EXPECT_TRUE(p.esiste_file(dir + "\\atc.faf"));
+    p.imposta_solo_archivio(dir + "\\atc.faf");
+    EXPECT_EQ(GetFileAttributesA((dir + "\\atc.faf").c_str()), DWORD{FILE_ATTRIBUTE_ARCHIVE});
+    p.rinomina_file(dir + "\\atc.faf", dir + "\\atc2.faf");
+    EXPECT_TRUE(p.esiste_file(dir + "\\atc2.faf"));
+
+    const std::string prima = p.direttorio_corrente();
+    p.cambia_direttorio(dir + "\\sotto");
+    EXPECT_EQ(p.direttorio_corrente(), dir + "\\sotto");
+    p.cambia_direttorio(prima);
+    EXPECT_EQ(problema([&] { p.cambia_direttorio(dir + "\\manca"); }), "percorso non trovato");
+    p.rimuovi_direttorio(dir + "\\sotto");
+    EXPECT_FALSE(p.esiste_direttorio(dir + "\\sotto"));
+    EXPECT_TRUE(p.esiste_file(p.direttorio_programma() + "\\programma_prova.exe"));
+}
+
+}  // namespace
+}  // namespace j8

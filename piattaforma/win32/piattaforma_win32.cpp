@@ -1,0 +1,539 @@
+#include "piattaforma/win32/piattaforma_win32.hpp"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "piattaforma/piattaforma_copione.hpp"  // componi_data_ora
+#include "piattaforma/tasti.hpp"
+
+namespace j8 {
+
+namespace {
+
+std::string minuscolo(std::string s) {
+    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
+std::wstring da_1252(const std::string& s) {
+    if (s.empty()) return {};
+    std::wstring w(s.size(), L'\0');
+    const int n = MultiByteToWideChar(1252, 0, s.data(), static_cast<int>(s.size()), w.data(),
+                                      static_cast<int>(w.size()));
+    w.resize(n > 0 ? n : 0);
+    return w;
+}
+
+std::string a_1252(const std::wstring& w) {
+    if (w.empty()) return {};
+    const int n = WideCharToMultiByte(1252, 0, w.data(), static_cast<int>(w.size()), nullptr, 0,
+                                      "?", nullptr);
+    std::string s(n > 0 ? n : 0, '\0');
+    WideCharToMultiByte(1252, 0, w.data(), static_cast<int>(w.size()), s.data(), n, "?", nullptr);
+    return s;
+}
+
+[[noreturn]] void fallisce(const std::string& percorso) {
+    throw errore_file(percorso, problema_file(GetLastError()));
+}
+
+// The window a task shows the user: visible, top-level, not owned.
+HWND finestra_del_task(DWORD id_task) {
+    struct cerca {
+        DWORD id;
+        HWND principale = nullptr, qualunque = nullptr;
+    } c{id_task};
+    EnumWindows(
+        [](HWND h, LPARAM l) -> BOOL {
+            auto* c = reinterpret_cast<cerca*>(l);
+            DWORD pid = 0;
+            GetWindowThreadProcessId(h, &pid);
+            if (pid != c->id || !IsWindowVisible(h)) return TRUE;
+            if (!GetWindow(h, GW_OWNER)) {
+                c->principale = h;
+                return FALSE;
+            }
+            if (!c->qualunque) c->qualunque = h;
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&c));
+    return c.principale ? c.principale : c.qualunque;
+}
+
+bool in_primo_piano(HWND h) {
+    const HWND attiva = GetForegroundWindow();
+    return attiva == h || (attiva && GetWindow(attiva, GW_OWNER) == h);
+}
+
+// SetForegroundWindow alone is refused to a process that is not in the
+// foreground; sharing the input state of the foreground thread lifts that.
+bool porta_in_primo_piano(HWND h) {
+    for (int tentativo = 0; tentativo < 12; ++tentativo) {
+        if (!IsWindow(h)) return false;
+        if (IsIconic(h)) ShowWindow(h, SW_RESTORE);
+        const DWORD io = GetCurrentThreadId();
+        const DWORD davanti = GetWindowThreadProcessId(GetForegroundWindow(), nullptr);
+        const DWORD suo = GetWindowThreadProcessId(h, nullptr);
+        const bool unito1 = davanti && davanti != io && AttachThreadInput(io, davanti, TRUE);
+        const bool unito2 = suo && suo != io && suo != davanti && AttachThreadInput(io, suo, TRUE);
+        BringWindowToTop(h);
+        SetForegroundWindow(h);
+        if (unito2) AttachThreadInput(io, suo, FALSE);
+        if (unito1) AttachThreadInput(io, davanti, FALSE);
+        for (int i = 0; i < 5; ++i) {
+            if (in_primo_piano(h)) return true;
+            Sleep(10);
+        }
+        Sleep(20 * (tentativo + 1));
+    }
+    return in_primo_piano(h);
+}
+
+// Waits until the program owning the foreground window has dealt with
+// its pending input.
+void attendi_elaborazione() {
+    Sleep(15);
+    const HWND davanti = GetForegroundWindow();
+    if (!davanti) return;
+    DWORD pid = 0;
+    GetWindowThreadProcessId(davanti, &pid);
+    if (pid == GetCurrentProcessId()) {
+        // Our own window: nobody else will run its messages.
+        const ULONGLONG fine = GetTickCount64() + 60;
+        MSG m;
+        while (GetTickCount64() < fine) {
+            while (PeekMessageW(&m, nullptr, 0, 0, PM_REMOVE)) {
+                TranslateMessage(&m);
+                DispatchMessageW(&m);
+            }
+            Sleep(5);
+        }
+        return;
+    }
+    if (HANDLE processo = OpenProcess(SYNCHRONIZE | PROCESS_QUERY_INFORMATION, FALSE, pid)) {
+        WaitForInputIdle(processo, 5000);
+        CloseHandle(processo);
+    }
+    DWORD_PTR r = 0;
+    SendMessageTimeoutW(davanti, WM_NULL, 0, 0, SMTO_ABORTIFHUNG, 2000, &r);
+    Sleep(25);
+}
+
+bool tasto_esteso(WORD v) {
+    switch (v) {
+        case VK_HOME: case VK_END: case VK_LEFT: case VK_RIGHT: case VK_UP: case VK_DOWN:
+        case VK_PRIOR: case VK_NEXT: case VK_INSERT: case VK_DELETE: case VK_DIVIDE:
+        case VK_NUMLOCK: case VK_CANCEL: case VK_SNAPSHOT:
+            return true;
+        default:
+            return false;
+    }
+}
+
+INPUT tasto(WORD v, bool su) {
+    INPUT i{};
+    i.type = INPUT_KEYBOARD;
+    i.ki.wVk = v;
+    i.ki.wScan = static_cast<WORD>(MapVirtualKeyW(v, MAPVK_VK_TO_VSC));
+    i.ki.dwFlags = (su ? KEYEVENTF_KEYUP : 0) | (tasto_esteso(v) ? KEYEVENTF_EXTENDEDKEY : 0);
+    return i;
+}
+
+INPUT unicode(wchar_t c, bool su) {
+    INPUT i{};
+    i.type = INPUT_KEYBOARD;
+    i.ki.wScan = c;
+    i.ki.dwFlags = KEYEVENTF_UNICODE | (su ? KEYEVENTF_KEYUP : 0);
+    return i;
+}
+
+// One event as key presses: modifiers down, the key, modifiers up.
+std::vector<INPUT> pressioni(const evento_tasto& e) {
+    std::vector<INPUT> r;
+    bool maiuscolo = e.maiuscolo;
+    WORD v = e.virtuale;
+    wchar_t carattere = 0;
+    if (!v) {
+        const std::wstring w = da_1252(std::string(1, e.carattere));
+        carattere = w.empty() ? L'?' : w[0];
+        const SHORT scan = VkKeyScanW(carattere);
+        // Letters and digits of the layout go as keys, so that Alt+letter
+        // reaches menus; what needs AltGr or has no key goes as a character.
+        if (scan != -1 && !(HIBYTE(scan) & 6)) {
+            v = LOBYTE(scan);
+            maiuscolo = maiuscolo || (HIBYTE(scan) & 1);
+        }
+    }
+    std::vector<WORD> mod;
+    if (maiuscolo && v) mod.push_back(VK_SHIFT);
+    if (e.controllo) mod.push_back(VK_CONTROL);
+    if (e.alt) mod.push_back(VK_MENU);
+    for (WORD m : mod) r.push_back(tasto(m, false));
+    if (v) {
+        r.push_back(tasto(v, false));
+        r.push_back(tasto(v, true));
+    } else {
+        r.push_back(unicode(carattere, false));
+        r.push_back(unicode(carattere, true));
+    }
+    for (auto m = mod.rbegin(); m != mod.rend(); ++m) r.push_back(tasto(*m, true));
+    return r;
+}
+
+std::string testo_finestra(HWND h, bool figlio) {
+    if (figlio) {
+        // A control of another process keeps its text itself: ask it, but
+        // never hang on a program that does not answer.
+        DWORD_PTR lunghezza = 0;
+        if (SendMessageTimeoutA(h, WM_GETTEXTLENGTH, 0, 0, SMTO_ABORTIFHUNG, 500, &lunghezza)) {
+            std::string s(lunghezza + 1, '\0');
+            DWORD_PTR letti = 0;
+            if (SendMessageTimeoutA(h, WM_GETTEXT, s.size(), reinterpret_cast<LPARAM>(s.data()),
+                                    SMTO_ABORTIFHUNG, 500, &letti)) {
+                s.resize(std::min<std::size_t>(letti, lunghezza));
+                return s;
+            }
+        }
+    }
+    const int lunghezza = GetWindowTextLengthA(h);
+    std::string s(static_cast<std::size_t>(std::max(lunghezza, 0)) + 1, '\0');
+    const int letti = GetWindowTextA(h, s.data(), static_cast<int>(s.size()));
+    s.resize(letti > 0 ? letti : 0);
+    return s;
+}
+
+finestra descrivi(HWND h, bool figlio) {
+    char classe[256] = {};
+    GetClassNameA(h, classe, sizeof classe);
+    return {reinterpret_cast<maniglia>(h), testo_finestra(h, figlio), classe};
+}
+
+HWND finestra_col_titolo(const std::string& titolo) {
+    struct cerca {
+        std::string cercato;
+        HWND uguale = nullptr, inizia = nullptr;
+    } c{minuscolo(titolo)};
+    EnumWindows(
+        [](HWND h, LPARAM l) -> BOOL {
+            auto* c = reinterpret_cast<cerca*>(l);
+            if (!IsWindowVisible(h)) return TRUE;
+            const std::string t = minuscolo(testo_finestra(h, false));
+            if (t == c->cercato) {
+                c->uguale = h;
+                return FALSE;
+            }
+            if (!c->inizia && t.rfind(c->cercato, 0) == 0) c->inizia = h;
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&c));
+    return c.uguale ? c.uguale : c.inizia;
+}
+
+std::string senza_barra_finale(std::string p) {
+    if (p.size() > 3 && (p.back() == '\\' || p.back() == '/')) p.pop_back();
+    return p;
+}
+
+}  // namespace
+
+std::string problema_file(unsigned long codice) {
+    switch (codice) {
+        case ERROR_FILE_NOT_FOUND: return "file non trovato";
+        case ERROR_PATH_NOT_FOUND: case ERROR_INVALID_NAME: case ERROR_BAD_PATHNAME:
+        case ERROR_INVALID_DRIVE: case ERROR_DIRECTORY:
+            return "percorso non trovato";
+        case ERROR_ACCESS_DENIED: return "accesso negato";
+        case ERROR_SHARING_VIOLATION: case ERROR_LOCK_VIOLATION:
+            return "file in uso da un altro programma";
+        case ERROR_DISK_FULL: case ERROR_HANDLE_DISK_FULL: return "disco pieno";
+        case ERROR_ALREADY_EXISTS: case ERROR_FILE_EXISTS: return "file gi\xe0 esistente";
+        case ERROR_DIR_NOT_EMPTY: return "direttorio non vuoto";
+        case ERROR_WRITE_PROTECT: return "disco protetto da scrittura";
+        case ERROR_NOT_READY: return "unit\xe0 non pronta";
+        default: return "errore di accesso al file (codice " + std::to_string(codice) + ")";
+    }
+}
+
+// --- programs, windows, keys ------------------------------------------------
+
+std::uint32_t piattaforma_win32::avvia_programma(const std::string& percorso) {
+    STARTUPINFOA si{};
+    si.cb = sizeof si;
+    si.dwFlags = STARTF_USESHOWWINDOW;
+    si.wShowWindow = SW_SHOWNORMAL;
+    PROCESS_INFORMATION pi{};
+    std::string riga = "\"" + percorso + "\"";
+    if (!CreateProcessA(percorso.c_str(), riga.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                        nullptr, &si, &pi)) {
+        throw errore_avvio("Impossibile avviare il programma " + percorso + ": " +
+                           problema_file(GetLastError()));
+    }
+    WaitForInputIdle(pi.hProcess, 10000);
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+    return pi.dwProcessId;
+}
+
+bool piattaforma_win32::attiva_task(std::uint32_t id_task) {
+    // A program just started may not show its window yet: look a little.
+    for (int i = 0; i < 40; ++i) {
+        if (HWND h = finestra_del_task(id_task)) return porta_in_primo_piano(h);
+        Sleep(50);
+    }
+    return false;
+}
+
+bool piattaforma_win32::attiva_titolo(const std::string& titolo) {
+    for (int i = 0; i < 40; ++i) {
+        if (HWND h = finestra_col_titolo(titolo)) return porta_in_primo_piano(h);
+        Sleep(50);
+    }
+    return false;
+}
+
+void piattaforma_win32::manda_tasti(const std::string& tasti) {
+    const std::vector<evento_tasto> eventi = analizza_tasti(tasti);
+    appunti_prima_dei_tasti_ = GetClipboardSequenceNumber();
+    for (const evento_tasto& e : eventi) {
+        std::vector<INPUT> p = pressioni(e);
+        SendInput(static_cast<UINT>(p.size()), p.data(), sizeof(INPUT));
+        // A shortcut may open a menu or a dialog: let it open before the next key.
+        if (e.alt || e.controllo || e.virtuale == VK_RETURN || e.virtuale == VK_ESCAPE)
+            attendi_elaborazione();
+        else
+            Sleep(2);
+    }
+    attendi_elaborazione();
+    tasti_mandati_alle_ = GetTickCount64();
+}
+
+std::string piattaforma_win32::leggi_appunti() {
+    // A copy just asked for by keys lands asynchronously: give it a moment.
+    if (GetTickCount64() - tasti_mandati_alle_ < 2000) {
+        for (int i = 0; i < 40 && GetClipboardSequenceNumber() == appunti_prima_dei_tasti_; ++i)
+            Sleep(25);
+    }
+    for (int tentativo = 0; tentativo < 40; ++tentativo) {
+        if (!OpenClipboard(nullptr)) {
+            Sleep(25);
+            continue;
+        }
+        std::string testo;
+        if (HANDLE d = GetClipboardData(CF_UNICODETEXT)) {
+            if (auto* w = static_cast<const wchar_t*>(GlobalLock(d))) {
+                testo = a_1252(w);
+                GlobalUnlock(d);
+            }
+        } else if (HANDLE a = GetClipboardData(CF_TEXT)) {
+            if (auto* s = static_cast<const char*>(GlobalLock(a))) {
+                testo = s;
+                GlobalUnlock(a);
+            }
+        }
+        CloseClipboard();
+        return testo;
+    }
+    return "";
+}
+
+std::vector<finestra> piattaforma_win32::finestre() {
+    std::vector<finestra> r;
+    EnumWindows(
+        [](HWND h, LPARAM l) -> BOOL {
+            reinterpret_cast<std::vector<finestra>*>(l)->push_back(descrivi(h, false));
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&r));
+    return r;
+}
+
+std::vector<finestra> piattaforma_win32::figli(maniglia padre) {
+    std::vector<finestra> r;
+    HWND h = reinterpret_cast<HWND>(padre);
+    if (!IsWindow(h)) return r;
+    EnumChildWindows(
+        h,
+        [](HWND f, LPARAM l) -> BOOL {
+            reinterpret_cast<std::vector<finestra>*>(l)->push_back(descrivi(f, true));
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&r));
+    return r;
+}
+
+void piattaforma_win32::esegui_eventi() {
+    MSG m;
+    while (PeekMessageW(&m, nullptr, 0, 0, PM_REMOVE)) {
+        if (m.message == WM_QUIT) {
+            PostQuitMessage(static_cast<int>(m.wParam));  // leave it for the main loop
+            break;
+        }
+        TranslateMessage(&m);
+        DispatchMessageW(&m);
+    }
+}
+
+// --- clock, message box --------------------------------------------------------
+
+float piattaforma_win32::secondi_da_mezzanotte() {
+    SYSTEMTIME t;
+    GetLocalTime(&t);
+    return static_cast<float>(t.wHour * 3600.0 + t.wMinute * 60.0 + t.wSecond +
+                              t.wMilliseconds / 1000.0);
+}
+
+data_ora piattaforma_win32::adesso() {
+    SYSTEMTIME t;
+    GetLocalTime(&t);
+    return componi_data_ora(t.wYear, t.wMonth, t.wDay, t.wHour, t.wMinute,
+                            t.wSecond + t.wMilliseconds / 1000.0);
+}
+
+void piattaforma_win32::pausa(double secondi) {
+    Sleep(static_cast<DWORD>(std::clamp(secondi * 1000.0, 1.0, 60000.0)));
+}
+
+void piattaforma_win32::messaggio(const std::string& testo, const std::string& titolo) {
+    MessageBoxW(GetActiveWindow(), da_1252(testo).c_str(), da_1252(titolo).c_str(),
+                MB_OK | MB_SETFOREGROUND);
+}
+
+// --- files ------------------------------------------------------------------------
+
+bool piattaforma_win32::esiste_file(const std::string& percorso) {
+    const DWORD a = GetFileAttributesA(percorso.c_str());
+    return a != INVALID_FILE_ATTRIBUTES && !(a & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool piattaforma_win32::esiste_direttorio(const std::string& percorso) {
+    const DWORD a = GetFileAttributesA(senza_barra_finale(percorso).c_str());
+    return a != INVALID_FILE_ATTRIBUTES && (a & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+std::string piattaforma_win32::leggi_file(const std::string& percorso) {
+    HANDLE f = CreateFileA(percorso.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (f == INVALID_HANDLE_VALUE) fallisce(percorso);
+    std::string r;
+    char blocco[65536];
+    for (;;) {
+        DWORD letti = 0;
+        if (!ReadFile(f, blocco, sizeof blocco, &letti, nullptr)) {
+            const DWORD e = GetLastError();
+            CloseHandle(f);
+            throw errore_file(percorso, problema_file(e));
+        }
+        if (letti == 0) break;
+        r.append(blocco, letti);
+    }
+    CloseHandle(f);
+    return r;
+}
+
+void piattaforma_win32::scrivi_file(const std::string& percorso, const std::string& contenuto) {
+    const std::string provvisorio = percorso + ".j8tmp";
+    HANDLE f = CreateFileA(provvisorio.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (f == INVALID_HANDLE_VALUE) fallisce(percorso);
+    std::size_t scritti_tutti = 0;
+    bool riuscito = true;
+    while (riuscito && scritti_tutti < contenuto.size()) {
+        DWORD scritti = 0;
+        const DWORD blocco = static_cast<DWORD>(std::min<std::size_t>(contenuto.size() - scritti_tutti, 1 << 20));
+        riuscito = WriteFile(f, contenuto.data() + scritti_tutti, blocco, &scritti, nullptr) && scritti == blocco;
+        scritti_tutti += scritti;
+    }
+    DWORD errore = riuscito ? 0 : GetLastError();
+    if (!CloseHandle(f) && riuscito) {
+        riuscito = false;
+        errore = GetLastError();
+    }
+    if (riuscito && !MoveFileExA(provvisorio.c_str(), percorso.c_str(),
+                                 MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        riuscito = false;
+        errore = GetLastError();
+    }
+    if (!riuscito) {
+        DeleteFileA(provvisorio.c_str());
+        throw errore_file(percorso, problema_file(errore ? errore : ERROR_DISK_FULL));
+    }
+}
+
+void piattaforma_win32::cancella_file(const std::string& percorso) {
+    if (!DeleteFileA(percorso.c_str())) fallisce(percorso);
+}
+
+void piattaforma_win32::rinomina_file(const std::string& da, const std::string& a) {
+    if (!MoveFileExA(da.c_str(), a.c_str(), 0)) fallisce(GetLastError() == ERROR_ALREADY_EXISTS ? a : da);
+}
+
+std::vector<std::string> piattaforma_win32::elenca_file(const std::string& direttorio,
+                                                        const std::string& modello) {
+    std::string base = direttorio;
+    if (!base.empty() && base.back() != '\\' && base.back() != '/' && base.back() != ':')
+        base += '\\';
+    std::vector<std::string> r;
+    WIN32_FIND_DATAA d;
+    HANDLE h = FindFirstFileA((base + modello).c_str(), &d);
+    if (h == INVALID_HANDLE_VALUE) return r;  // nothing there, as Dir says ""
+    do {
+        if (d.dwFileAttributes &
+            (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM))
+            continue;
+        r.push_back(d.cFileName);
+    } while (FindNextFileA(h, &d));
+    FindClose(h);
+    return r;
+}
+
+void piattaforma_win32::copia_file(const std::string& da, const std::string& a) {
+    if (!CopyFileA(da.c_str(), a.c_str(), FALSE)) {
+        const DWORD e = GetLastError();
+        throw errore_file(e == ERROR_FILE_NOT_FOUND ? da : a, problema_file(e));
+    }
+}
+
+std::int64_t piattaforma_win32::lunghezza_file(const std::string& percorso) {
+    WIN32_FILE_ATTRIBUTE_DATA d;
+    if (!GetFileAttributesExA(percorso.c_str(), GetFileExInfoStandard, &d)) fallisce(percorso);
+    if (d.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)
+        throw errore_file(percorso, problema_file(ERROR_ACCESS_DENIED));
+    return (static_cast<std::int64_t>(d.nFileSizeHigh) << 32) | d.nFileSizeLow;
+}
+
+void piattaforma_win32::crea_direttorio(const std::string& percorso) {
+    if (!CreateDirectoryA(percorso.c_str(), nullptr)) fallisce(percorso);
+}
+
+void piattaforma_win32::rimuovi_direttorio(const std::string& percorso) {
+    if (!RemoveDirectoryA(percorso.c_str())) fallisce(percorso);
+}
+
+void piattaforma_win32::imposta_solo_archivio(const std::string& percorso) {
+    if (!SetFileAttributesA(percorso.c_str(), FILE_ATTRIBUTE_ARCHIVE)) fallisce(percorso);
+}
+
+std::string piattaforma_win32::direttorio_corrente() {
+    char b[MAX_PATH * 2] = {};
+    GetCurrentDirectoryA(sizeof b, b);
+    return senza_barra_finale(b);
+}
+
+void piattaforma_win32::cambia_direttorio(const std::string& percorso) {
+    if (!SetCurrentDirectoryA(percorso.c_str())) {
+        const DWORD e = GetLastError();
+        throw errore_file(percorso, problema_file(e == ERROR_FILE_NOT_FOUND ? ERROR_PATH_NOT_FOUND : e));
+    }
+}
+
+std::string piattaforma_win32::direttorio_programma() {
+    char b[MAX_PATH * 2] = {};
+    GetModuleFileNameA(nullptr, b, sizeof b);
+    std::string p = b;
+    const std::size_t barra = p.find_last_of("\\/");
+    return barra == std::string::npos ? p : senza_barra_finale(p.substr(0, barra + 1));
+}
+
+}  // namespace j8
