@@ -60,13 +60,13 @@ TEST(cerca_codice, indice_di_uno_due_e_molti) {
 
     b.motore.tabella_farmaci.clear();
     for (int i = 0; i < 200; ++i) {
-        char c[10];
+        char c[16];
         std::snprintf(c, sizeof c, "%09d", (i * 37) % 200 * 3);
         b.motore.tabella_farmaci.push_back(record_farmaco(farmaco_prova{"000", c, "N"}.riga()));
     }
     b.motore.costruisci_indice_codici();
     for (int i = 0; i < 200; ++i) {
-        char c[10];
+        char c[16];
         std::snprintf(c, sizeof c, "%09d", (i * 37) % 200 * 3);
         ASSERT_EQ(b.motore.cerca_codice(c), i + 1) << c;
         std::snprintf(c, sizeof c, "%09d", i * 3 + 1);

@@ -53,7 +53,7 @@ protected:
     void genera(int n) {
         std::vector<std::string> f, p, a, d, no;
         for (int i = 0; i < n; ++i) {
-            char codice[10], nome[31];
+            char codice[16], nome[40];
             std::snprintf(codice, sizeof codice, "%09d", (i * 7919) % 100000);
             std::snprintf(nome, sizeof nome, "FARMACO %05d \x92", i);
             farmaco_prova x{i % 3 ? "000" : "C0A", codice, nome, i % 3 ? " " : "S", "20200101", "B"};
@@ -61,7 +61,7 @@ protected:
             f.push_back(x.riga());
         }
         for (int i = 0; i < n / 10 + 12; ++i) {
-            char c[8], nome[12];
+            char c[16], nome[16];
             std::snprintf(c, sizeof c, "%06d", i);
             std::snprintf(nome, sizeof nome, "PA%05d", i);
             p.push_back("000" + std::string(c) + nome + std::string(197 - 7, ' '));

@@ -131,7 +131,7 @@ TEST(aggiorna_ditte, ricerca_per_codice_e_doppi_consecutivi_non_scritti) {
     banco b;
     std::vector<std::string> t;
     for (int i = 1; i <= 20; ++i) {
-        char c[5];
+        char c[16];
         std::snprintf(c, sizeof c, "%04d", i * 2);
         t.push_back(ditta_("00A", c, std::string("DITTA ") + c));
     }
