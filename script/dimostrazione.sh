@@ -30,7 +30,21 @@ echo "== Preparazione della postazione in $demo"
 export WINEPREFIX=$demo/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 rm -rf "$demo"
 mkdir -p "$demo"
-wineboot -i >/dev/null 2>&1 || true
+# shellcheck source=script/display_wine.sh
+source script/display_wine.sh
+pid_xvfb=""
+fine() {
+  wineserver -k 2>/dev/null || true
+  if [ -n "$pid_xvfb" ]; then kill "$pid_xvfb" 2>/dev/null || true; fi
+}
+trap fine EXIT
+if [ -z "${DISPLAY:-}" ]; then
+  export DISPLAY=${J8_DISPLAY:-:95}
+  echo "== Nessun display: uso lo schermo virtuale $DISPLAY"
+  avvia_display
+fi
+# Every window opens inside one Wine virtual desktop.
+prepara_prefisso
 c=$WINEPREFIX/drive_c
 prog=$c/j8/programma
 tabelle=$c/j8/direttorio_tabelle
@@ -82,23 +96,9 @@ FINE
 direttorio tabelle=c:\j8\direttorio_tabelle\
 FINE
 
-xvfb_pid=""
-if [ -z "${DISPLAY:-}" ]; then
-  export DISPLAY=:95
-  Xvfb "$DISPLAY" -screen 0 1280x1024x24 -nolisten tcp >/dev/null 2>&1 &
-  xvfb_pid=$!
-  sleep 2
-  echo "== Nessun display: uso lo schermo virtuale $DISPLAY"
-fi
-fine() {
-  wineserver -k 2>/dev/null || true
-  [ -n "$xvfb_pid" ] && kill "$xvfb_pid" 2>/dev/null || true
-}
-trap fine EXIT
-
 echo "== j8_bbs.exe al lavoro (collegamento, scarico, aggiornamento: qualche minuto)"
 esito=0
-wine explorer /desktop=j8_bbs,1024x768 'c:\j8\regia_bbs.exe' \
+wine 'c:\j8\regia_bbs.exe' \
      'c:\j8\programma\j8_bbs.exe' 'c:\j8\schermate' 900 | tr -d '\r' || esito=$?
 wineserver -w 2>/dev/null || true
 for bmp in "$c/j8/schermate/"*.bmp; do

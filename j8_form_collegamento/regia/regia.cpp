@@ -128,37 +128,41 @@ esito_regia segui_j8_bbs(const std::wstring& programma, const std::wstring& argo
         if (salva_foto(h, percorso)) esito.foto.push_back(converti(percorso));
     };
 
+    // Pictures are taken only once nothing else runs: bringing a form to the
+    // front in the middle of the session would take the terminal's focus.
     bool foto_collegamento = false;
+    auto foto_del_collegamento = [&](HWND h) {
+        if (h && !foto_collegamento) foto(h, L"form_collegamento.bmp");
+        foto_collegamento = foto_collegamento || h;
+    };
     const DWORD inizio = GetTickCount();
     while (GetTickCount() - inizio < DWORD(secondi_massimi) * 1000) {
         if (WaitForSingleObject(pi.hProcess, 250) == WAIT_OBJECT_0) {
             esito.terminato = true;
             break;
         }
-        HWND collegamento = nullptr, aggiornamento = nullptr;
+        HWND collegamento = nullptr, aggiornamento = nullptr, dialogo = nullptr;
         for (HWND h : finestre_del_processo(pi.dwProcessId)) {
             const std::string classe = classe_di(h), titolo = testo_di(h);
-            if (classe == "#32770") {
-                // A message box: picture, note its text, answer OK.
-                const std::string testo = testo_messaggio(h);
-                foto(h, L"messaggio.bmp");
-                esito.messaggi.push_back(testo);
-                SendMessageW(h, WM_COMMAND, IDOK, 0);
-            } else if (classe == "j8_form_collegamento") {
-                collegamento = h;
-            } else if (titolo == "J8_aggiornamento") {
-                aggiornamento = h;
-            }
+            if (classe == "#32770") dialogo = h;
+            else if (classe == "j8_form_collegamento") collegamento = h;
+            else if (titolo == "J8_aggiornamento") aggiornamento = h;
         }
-        if (collegamento && !foto_collegamento && GetTickCount() - inizio > 1500) {
-            foto(collegamento, L"form_collegamento.bmp");
-            foto_collegamento = true;
+        if (dialogo) {
+            // A message box: pictures, note its text, answer OK.
+            const std::string testo = testo_messaggio(dialogo);
+            foto(dialogo, L"messaggio.bmp");
+            foto_del_collegamento(collegamento);
+            esito.messaggi.push_back(testo);
+            SendMessageW(dialogo, WM_COMMAND, IDOK, 0);
+            continue;
         }
         if (aggiornamento) {
             for (HWND f : figli_di(aggiornamento)) {
                 const std::string t = testo_di(f);
                 if (t == "AGGIORNAMENTO COMPLETATO" || t == "Chiudere il programma") {
                     esito.stato_finale = t;
+                    foto_del_collegamento(collegamento);
                     foto(aggiornamento, L"form_aggiornamento.bmp");
                     PostMessageW(aggiornamento, WM_CLOSE, 0, 0);
                     break;
