@@ -224,7 +224,7 @@ TEST(archivio_zip, nomi_con_cartelle_o_assoluti_sono_rifiutati) {
     EXPECT_NE(messaggio_di(doppio).find("due volte"), std::string::npos);
 }
 
-class cartella_temporanea : public ::testing::Test {
+class estrazione_zip : public ::testing::Test {
 protected:
     void SetUp() override {
         radice_ = fs::temp_directory_path() /
@@ -240,7 +240,7 @@ protected:
     fs::path radice_;
 };
 
-TEST_F(cartella_temporanea, estrazione_crea_la_cartella_e_sovrascrive) {
+TEST_F(estrazione_zip, estrazione_crea_la_cartella_e_sovrascrive) {
     const auto voci = voci_tipiche();
     const fs::path dest = radice_ / "dest" / "sotto";
     EXPECT_EQ(estrai_voci(voci, dest), voci.size());
@@ -254,7 +254,7 @@ TEST_F(cartella_temporanea, estrazione_crea_la_cartella_e_sovrascrive) {
     EXPECT_EQ(leggi_tutto(vecchio), "nuovo");
 }
 
-TEST_F(cartella_temporanea, errori_di_file_nominano_il_file) {
+TEST_F(estrazione_zip, errori_di_file_nominano_il_file) {
     scrivi_tutto(radice_ / "un_file", "x");
     try {
         estrai_voci({{"a.txt", "a"}}, radice_ / "un_file");

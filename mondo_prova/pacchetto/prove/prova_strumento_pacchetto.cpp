@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 const std::string finto_estrattore = std::string("MZ\x90\0finto estrattore", 20);
 
-class strumento : public ::testing::Test {
+class strumento_j8_pacchetto : public ::testing::Test {
 protected:
     void SetUp() override {
         radice_ = fs::temp_directory_path() /
@@ -45,7 +45,7 @@ protected:
     std::ostringstream uscita_, errori_;
 };
 
-TEST_F(strumento, il_pacchetto_e_l_estrattore_seguito_dai_file_col_solo_nome) {
+TEST_F(strumento_j8_pacchetto, il_pacchetto_e_l_estrattore_seguito_dai_file_col_solo_nome) {
     scrivi_tutto(programma_ / "estrattore_pacchetto.exe", finto_estrattore);
     ASSERT_EQ(esegui({percorso("j8000123.exe"), percorso("dati/farmaci.faf"),
                       percorso("dati/altri/atc.faf")}),
@@ -62,7 +62,7 @@ TEST_F(strumento, il_pacchetto_e_l_estrattore_seguito_dai_file_col_solo_nome) {
     EXPECT_NE(uscita_.str().find("2 file"), std::string::npos);
 }
 
-TEST_F(strumento, cerca_l_estrattore_nell_ordine_documentato) {
+TEST_F(strumento_j8_pacchetto, cerca_l_estrattore_nell_ordine_documentato) {
     // Only the Windows build has it: found through ../../build-win/bin.
     scrivi_tutto(radice_ / "build-win" / "bin" / "estrattore_pacchetto.exe", "WIN");
     ASSERT_EQ(esegui({percorso("p1.exe"), percorso("dati/farmaci.faf")}), 0) << errori_.str();
@@ -79,7 +79,7 @@ TEST_F(strumento, cerca_l_estrattore_nell_ordine_documentato) {
     EXPECT_EQ(leggi_tutto(radice_ / "p3.exe").substr(0, 3), "MIO");
 }
 
-TEST_F(strumento, errori_lasciano_intatto_cio_che_c_era) {
+TEST_F(strumento_j8_pacchetto, errori_lasciano_intatto_cio_che_c_era) {
     // No extractor anywhere.
     EXPECT_EQ(esegui({percorso("p.exe"), percorso("dati/farmaci.faf")}), 1);
     EXPECT_NE(errori_.str().find("estrattore_pacchetto.exe"), std::string::npos);
@@ -105,7 +105,7 @@ TEST_F(strumento, errori_lasciano_intatto_cio_che_c_era) {
     EXPECT_EQ(leggi_tutto(programma_ / "estrattore_pacchetto.exe"), finto_estrattore);
 }
 
-TEST_F(strumento, argomenti_sbagliati_mostrano_l_uso) {
+TEST_F(strumento_j8_pacchetto, argomenti_sbagliati_mostrano_l_uso) {
     EXPECT_EQ(esegui({}), 2);
     EXPECT_NE(errori_.str().find("Uso: j8_pacchetto"), std::string::npos);
     EXPECT_EQ(esegui({percorso("solo_uscita.exe")}), 2);
