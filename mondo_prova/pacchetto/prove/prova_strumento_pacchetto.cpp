@@ -62,7 +62,7 @@ TEST_F(strumento_j8_pacchetto, il_pacchetto_e_l_estrattore_seguito_dai_file_col_
     EXPECT_NE(uscita_.str().find("2 file"), std::string::npos);
 }
 
-TEST_F(strumento_j8_pacchetto, cerca_l_estrattore_nell_ordine_documentato) {
+TEST_F(strumento_j8_pacchetto, cerca_l_estrattore_nell_ordine_dell_uso) {
     // Only the Windows build has it: found through ../../build-win/bin.
     scrivi_tutto(radice_ / "build-win" / "bin" / "estrattore_pacchetto.exe", "WIN");
     ASSERT_EQ(esegui({percorso("p1.exe"), percorso("dati/farmaci.faf")}), 0) << errori_.str();
