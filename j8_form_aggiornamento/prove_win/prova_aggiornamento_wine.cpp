@@ -16,7 +16,7 @@
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
 #include "motore_tabelle/file_locali.hpp"
-#include "piattaforma/piattaforma_win32.hpp"
+#include "piattaforma/win32/piattaforma_win32.hpp"
 
 namespace fs = std::filesystem;
 using namespace j8;
@@ -56,6 +56,11 @@ int esegui(const std::wstring& riga_comando) {
     CloseHandle(pi.hThread);
     CloseHandle(pi.hProcess);
     return static_cast<int>(codice);
+}
+
+// Overwrites (the copy of std::filesystem does not, with this runtime).
+void copia(const fs::path& da, const fs::path& a) {
+    ASSERT_TRUE(CopyFileW(da.wstring().c_str(), a.wstring().c_str(), FALSE)) << da.string();
 }
 
 std::map<std::string, std::string> tabelle_in(const fs::path& d) {
@@ -151,14 +156,12 @@ TEST(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
     for (int n = 0; n < 3; ++n) {
         std::wstring riga = strumento + L"aggiorna " + atteso;
         for (const auto& nome : contenuti[n]) {
-            fs::copy_file(radice / "sorgenti" / ("p" + std::to_string(n)) / nome, radice / "atteso" / nome,
-                          fs::copy_options::overwrite_existing);
+            copia(radice / "sorgenti" / ("p" + std::to_string(n)) / nome, radice / "atteso" / nome);
             riga += L" " + fs::path(nome).wstring();
         }
         ASSERT_EQ(esegui(riga), 0);
     }
-    fs::copy_file(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda",
-                  fs::copy_options::overwrite_existing);
+    copia(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda");
     ASSERT_EQ(esegui(strumento + L"secondario " + atteso), 0);
 
     // The two settings files, made with the settings code.
