@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <vector>
 #include <sstream>
 
 #include "j8_form_aggiornamento/prove/dati_prova.hpp"
@@ -121,33 +122,89 @@ std::string con_barra(const fs::path& p) { return p.string() + "\\"; }
 
 }  // namespace
 
-TEST(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
+// Real platform; message boxes are noted instead of shown, and one chosen
+// copy can be made to fail as a full disk would.
+class piattaforma_con_guasto : public piattaforma_win32 {
+public:
+    std::vector<std::string> messaggi;
+    std::string copia_guasta;  // destination, lower case
+    int volta_guasta = 0;
+    int viste = 0;
+
+    void messaggio(const std::string& testo, const std::string&) override { messaggi.push_back(testo); }
+    void copia_file(const std::string& da, const std::string& a) override {
+        std::string chiave = a;
+        for (char& c : chiave) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        if (!copia_guasta.empty() && chiave == copia_guasta && ++viste == volta_guasta) {
+            throw errore_file(a, "disco pieno");
+        }
+        piattaforma_win32::copia_file(da, a);
+    }
+};
+
+class aggiornamento_wine : public ::testing::Test {
+protected:
     const fs::path bin = cartella_programma();
     const fs::path radice = "c:\\j8_prova_aggiornamento";
-    std::error_code ec;
-    fs::remove_all(radice, ec);
-    fs::remove_all("c:\\j8\\lavoro_aggiornamento", ec);
-    for (const char* d : {"tabelle", "da_bbs", "archivio", "configurazione", "atteso", "sorgenti"}) {
-        fs::create_directories(radice / d);
-    }
-    scrivi_banca_dati(radice / "tabelle");
-    scrivi_banca_dati(radice / "atteso");
-
-    // Three consecutive packages, the last one also bringing a table whole.
+    const fs::path config = radice / "configurazione";
     std::vector<std::vector<std::string>> contenuti;
-    for (int n = 0; n < 3; ++n) {
-        const fs::path sorgente = radice / "sorgenti" / ("p" + std::to_string(n));
-        std::vector<std::string> nomi = scrivi_aggiornamenti(sorgente, n);
-        std::vector<std::string> argomenti = {(radice / "da_bbs" / ("j800000" + std::to_string(n) + ".exe")).string()};
-        for (const auto& nome : nomi) argomenti.push_back((sorgente / nome).string());
-        if (n == 2) {
-            scrivi(sorgente / "generici.tda", "generici del pacchetto 2\r\n");
-            argomenti.push_back((sorgente / "generici.tda").string());
+    std::map<std::string, std::string> originali;
+
+    // The drug database, `quanti` consecutive packages from the base one,
+    // the settings files and the program-wide values.
+    void prepara(int quanti) {
+        std::error_code ec;
+        fs::remove_all(radice, ec);
+        fs::remove_all("c:\\j8\\lavoro_aggiornamento", ec);
+        fs::remove_all("c:\\j8\\ripristino_aggiornamento", ec);
+        for (const char* d : {"tabelle", "da_bbs", "archivio", "configurazione", "atteso", "sorgenti"}) {
+            fs::create_directories(radice / d);
         }
-        std::ostringstream uscita, errori;
-        ASSERT_EQ(pacchetto::esegui_j8_pacchetto(argomenti, bin, uscita, errori), 0) << errori.str();
-        contenuti.push_back(nomi);
+        scrivi_banca_dati(radice / "tabelle");
+        scrivi_banca_dati(radice / "atteso");
+        originali = tabelle_in(radice / "tabelle");
+
+        for (int n = 0; n < quanti; ++n) {
+            const fs::path sorgente = radice / "sorgenti" / ("p" + std::to_string(n));
+            std::vector<std::string> nomi = scrivi_aggiornamenti(sorgente, n);
+            std::vector<std::string> argomenti = {
+                (radice / "da_bbs" / ("j800000" + std::to_string(n) + ".exe")).string()};
+            for (const auto& nome : nomi) argomenti.push_back((sorgente / nome).string());
+            if (n == 2) {
+                scrivi(sorgente / "generici.tda", "generici del pacchetto 2\r\n");
+                argomenti.push_back((sorgente / "generici.tda").string());
+            }
+            std::ostringstream uscita, errori;
+            ASSERT_EQ(pacchetto::esegui_j8_pacchetto(argomenti, bin, uscita, errori), 0) << errori.str();
+            contenuti.push_back(nomi);
+        }
+
+        scrivi(config / "j8_bbs_config.txt",
+               componi_impostazioni((config / "j8_bbs_config.txt").string(),
+                                    {"telefono=0612345", "aggiornamento=j8000000", "utente=prova"}, 1234.5f));
+        scrivi(config / "j8_config.txt",
+               componi_impostazioni((config / "j8_config.txt").string(),
+                                    {"direttorio tabelle=" + con_barra(radice / "tabelle")}, 777.0f));
+        SetCurrentDirectoryW(config.wstring().c_str());
+
+        direttorio_configurazione = con_barra(config);
+        direttorio_da_bbs = con_barra(radice / "da_bbs");
+        direttorio_archivio = con_barra(radice / "archivio");
+        direttorio_tabelle.clear();
+        ultimo_aggiornamento = "j8000000";
+        a_capo = "\r\n";
     }
+
+    void foto(HWND finestra, const wchar_t* nome) {
+        const fs::path schermate = bin.parent_path() / "schermate";
+        std::error_code ec;
+        fs::create_directories(schermate, ec);
+        EXPECT_TRUE(salva_schermata(finestra, (schermate / nome).wstring()));
+    }
+};
+
+TEST_F(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
+    ASSERT_NO_FATAL_FAILURE(prepara(3));
 
     // What the engine tool gives from the same update files.
     const std::wstring strumento = L"\"" + (bin / "j8_tabelle.exe").wstring() + L"\" ";
@@ -164,24 +221,7 @@ TEST(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
     copia(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda");
     ASSERT_EQ(esegui(strumento + L"secondario " + atteso), 0);
 
-    // The two settings files, made with the settings code.
-    const fs::path config = radice / "configurazione";
-    scrivi(config / "j8_bbs_config.txt",
-           componi_impostazioni((config / "j8_bbs_config.txt").string(),
-                                {"telefono=0612345", "aggiornamento=j8000000", "utente=prova"}, 1234.5f));
-    scrivi(config / "j8_config.txt",
-           componi_impostazioni((config / "j8_config.txt").string(),
-                                {"direttorio tabelle=" + con_barra(radice / "tabelle")}, 777.0f));
-    SetCurrentDirectoryW(config.wstring().c_str());
-
-    direttorio_configurazione = con_barra(config);
-    direttorio_da_bbs = con_barra(radice / "da_bbs");
-    direttorio_archivio = con_barra(radice / "archivio");
-    direttorio_tabelle.clear();
-    ultimo_aggiornamento = "j8000000";
-    a_capo = "\r\n";
-
-    piattaforma_win32 p;
+    piattaforma_con_guasto p;
     finestra_aggiornamento finestra(p);
     int terminato = -1;
     finestra.termina = [&](int codice) { terminato = codice; };
@@ -196,13 +236,13 @@ TEST(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
 
     const auto& m = finestra.form.modello;
     EXPECT_EQ(m.Label1.caption, "AGGIORNAMENTO COMPLETATO");
+    EXPECT_EQ(m.Label1.back_color, colore_verde);
     EXPECT_EQ(m.Label2.caption, "Chiudere il programma di aggiornamento");
+    EXPECT_TRUE(p.messaggi.empty());
     wchar_t testo[128];
     GetWindowTextW(finestra.handle(), testo, 128);
     EXPECT_EQ(std::wstring(testo), L"J8_aggiornamento");
-    const fs::path schermate = bin.parent_path() / "schermate";
-    fs::create_directories(schermate, ec);
-    EXPECT_TRUE(salva_schermata(finestra.handle(), (schermate / "form_aggiornamento_completato.bmp").wstring()));
+    foto(finestra.handle(), L"form_aggiornamento_completato.bmp");
 
     const auto ottenute = tabelle_in(radice / "tabelle");
     const auto attese = tabelle_in(radice / "atteso");
@@ -212,6 +252,8 @@ TEST(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
         EXPECT_TRUE(ottenute.at(nome) == contenuto) << nome << " differs from the tool's result";
     }
     EXPECT_EQ(ottenute.at("generici.tda"), "generici del pacchetto 2\r\n");
+    // The drugs of the last package really arrived.
+    EXPECT_NE(ottenute.at("farmaci.tda").find("FARMACO P2 01"), std::string::npos);
 
     for (int n = 0; n < 3; ++n) {
         const std::string nome = "j800000" + std::to_string(n) + ".exe";
@@ -224,7 +266,39 @@ TEST(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
     const auto righe = leggi_impostazioni(file, (config / "j8_bbs_config.txt").string(), 1.0f);
     EXPECT_EQ(valore_impostazione(righe, "aggiornamento").value_or("?"), "j8000002");
     EXPECT_EQ(valore_impostazione(righe, "telefono").value_or("?"), "0612345");
-    // The drugs of the last package really arrived.
-    EXPECT_NE(leggi(radice / "tabelle" / "farmaci.tda").find("FARMACO P2 01"), std::string::npos);
-    EXPECT_EQ(m.Label1.back_color, colore_verde);
+}
+
+TEST_F(aggiornamento_wine, disco_pieno_a_meta_rimette_le_tabelle) {
+    ASSERT_NO_FATAL_FAILURE(prepara(2));
+    const std::string impostazioni_prima = leggi(config / "j8_bbs_config.txt");
+
+    piattaforma_con_guasto p;
+    // The second package's copy-back fails at its third table.
+    p.copia_guasta = con_barra(radice / "tabelle") + "notessn.tda";
+    p.volta_guasta = 2;
+    finestra_aggiornamento finestra(p);
+    finestra.termina = [](int) {};
+    finestra.carica_nascosto();
+    finestra.mostra();
+    finestra.esegui_aggiornamento();
+
+    EXPECT_EQ(p.viste, 3);  // twice by the run, once by the restore
+    const auto& m = finestra.form.modello;
+    EXPECT_EQ(m.Label1.caption, "Chiudere il programma");
+    ASSERT_EQ(p.messaggi.size(), 1u);
+    EXPECT_NE(p.messaggi[0].find("notessn.tda"), std::string::npos) << p.messaggi[0];
+    EXPECT_NE(p.messaggi[0].find("disco pieno"), std::string::npos) << p.messaggi[0];
+    EXPECT_NE(p.messaggi[0].find("Le tabelle sono state ripristinate"), std::string::npos) << p.messaggi[0];
+    foto(finestra.handle(), L"form_aggiornamento_interrotto.bmp");
+
+    const auto dopo = tabelle_in(radice / "tabelle");
+    ASSERT_EQ(dopo.size(), originali.size());
+    for (const auto& [nome, contenuto] : originali) {
+        ASSERT_TRUE(dopo.count(nome)) << nome;
+        EXPECT_TRUE(dopo.at(nome) == contenuto) << nome << " was not put back";
+    }
+    EXPECT_TRUE(leggi(config / "j8_bbs_config.txt") == impostazioni_prima);
+    EXPECT_TRUE(fs::exists(radice / "da_bbs" / "j8000000.exe"));
+    EXPECT_TRUE(fs::exists(radice / "da_bbs" / "j8000001.exe"));
+    EXPECT_FALSE(fs::exists("c:\\j8\\lavoro_aggiornamento"));
 }
