@@ -286,6 +286,8 @@ void form_aggiornamento::interrompi(const std::string& problema) {
     modello.Label1.back_color = colore_rosso;
     modello.Label1.caption = "Chiudere il programma";
     modello.Label1.visible = true;
+    modello.Label2.visible = true;
+    modello.Label2.caption = "Chiudere il programma di aggiornamento";
     modello.Label3.caption += a_capo + a_capo + (ripristinate
                                                      ? "  ------- Aggiornamento interrotto: tabelle ripristinate -------"
                                                      : "  ------- Aggiornamento interrotto: tabelle NON ripristinate -------");

@@ -282,6 +282,8 @@ TEST_F(banco_prova, guasto_nella_ricopia_rimette_le_tabelle_come_prima) {
     EXPECT_NE(testo.find("notessn.tda"), std::string::npos) << testo;
     EXPECT_NE(testo.find("Le tabelle sono state ripristinate"), std::string::npos) << testo;
     EXPECT_EQ(form.modello.Label1.caption, "Chiudere il programma");
+    EXPECT_EQ(form.modello.Label1.back_color, colore_rosso);
+    EXPECT_EQ(form.modello.Label2.caption, "Chiudere il programma di aggiornamento");
     EXPECT_FALSE(form.modello.Timer1.enabled);
     // The downloads stay, so the same run can be repeated and then succeeds.
     EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(0)));
