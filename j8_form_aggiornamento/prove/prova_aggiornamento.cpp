@@ -297,35 +297,6 @@ TEST_F(banco_prova, guasto_nella_ricopia_rimette_le_tabelle_come_prima) {
     EXPECT_EQ(messaggi().size(), 1u);
 }
 
-TEST_F(banco_prova, tabella_obbligatoria_mancante_ferma_senza_toccare_nulla) {
-    ultimo_aggiornamento = "j8000000";
-    metti_pacchetto(0, pacchetto_completo(0));
-    p.cancella_file("c:\\farmacia\\tabelle\\ditte.tda");
-    ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
-    const auto prima = istantanea_tabelle();
-    form.esegui_aggiornamento();
-    EXPECT_TRUE(istantanea_tabelle() == prima);
-    ASSERT_EQ(messaggi().size(), 1u);
-    EXPECT_NE(messaggi()[0].find("ditte.tda"), std::string::npos) << messaggi()[0];
-    EXPECT_NE(messaggi()[0].find("ripristinate"), std::string::npos);
-    EXPECT_TRUE(p.leggi_file(file_bbs) == impostazioni_bbs_iniziali);
-    EXPECT_TRUE(estratti().empty());
-}
-
-TEST_F(banco_prova, guasto_delle_impostazioni_rimette_le_tabelle) {
-    ultimo_aggiornamento = "j8000000";
-    metti_pacchetto(0, pacchetto_completo(0));
-    ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
-    const auto prima = istantanea_tabelle();
-    guasto("scrivi_file", file_bbs, 1, "accesso negato");
-    form.esegui_aggiornamento();
-    EXPECT_TRUE(istantanea_tabelle() == prima);
-    EXPECT_TRUE(p.leggi_file(file_bbs) == impostazioni_bbs_iniziali);
-    EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(0)));
-    ASSERT_EQ(messaggi().size(), 1u);
-    EXPECT_NE(messaggi()[0].find("j8_bbs_config.txt"), std::string::npos) << messaggi()[0];
-}
-
 namespace {
 
 // The fixture outside gtest's own run, so one test can set up many runs.

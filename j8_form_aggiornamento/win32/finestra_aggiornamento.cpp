@@ -125,9 +125,13 @@ void finestra_aggiornamento::mostra() {
 }
 
 void finestra_aggiornamento::esegui_aggiornamento() {
+    // A click let through while the run yields must not start another.
+    if (in_esecuzione_) return;
+    in_esecuzione_ = true;
     EnableWindow(pulsante_, FALSE);
     form.esegui_aggiornamento();
     EnableWindow(pulsante_, TRUE);
+    in_esecuzione_ = false;
     ridisegna(form.modello);
 }
 

@@ -48,6 +48,7 @@ private:
     HBRUSH pennello_label1_ = nullptr;
     COLORREF colore_label1_ = 0;
     bool timer_attivo_ = false;
+    bool in_esecuzione_ = false;
     int intervallo_ = 0;
 };
 
