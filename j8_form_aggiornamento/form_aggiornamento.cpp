@@ -560,6 +560,7 @@ void form_aggiornamento::completa() {
     // The settings file is the last thing that can fail: once it names the
     // new package, the run is complete and only clean-up is left.
     riscrivi_impostazioni();
+    chiudi_ripristino();
 
     svuota_e_rimuovi(direttorio_lavoro);
     const std::string da_bbs = senza_barra(direttorio_da_bbs);
@@ -573,7 +574,6 @@ void form_aggiornamento::completa() {
         }
     } catch (const std::exception&) {
     }
-    chiudi_ripristino();
 
     m.Label2.caption = "Chiudere il programma di aggiornamento";
     ridisegna();
