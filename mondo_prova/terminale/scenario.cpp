@@ -82,6 +82,10 @@ scenario leggi_scenario(const std::string& testo) {
                                std::all_of(valore.begin(), valore.end(), [](char c) { return c >= '0' && c <= '9'; });
             if (!cifre) errore(numero, "secondi_trasferimento vuole un numero da 0 a 9999");
             s.secondi_trasferimento = std::stoi(valore);
+        } else if (chiave == "lingua") {
+            if (valore != "italiano" && valore != "inglese")
+                errore(numero, "lingua \"" + valore + "\" sconosciuta (italiano o inglese)");
+            s.inglese = valore == "inglese";
         } else if (chiave == "messaggio") s.posta.push_back(leggi_messaggio(valore, numero));
         else errore(numero, "chiave \"" + chiave + "\" sconosciuta");
     }

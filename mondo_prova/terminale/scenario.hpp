@@ -12,6 +12,7 @@
 //   direttorio_carico = c:\bbs\carico   folder that receives uploads
 //   direttorio_ricezione = c:\ricevuti  receive folder the terminal starts with
 //   secondi_trasferimento = 3   how long each ZMODEM transfer lasts
+//   lingua = italiano           menus of the terminal: italiano | inglese
 //   messaggio = nuovo | j8000001.exe | Aggiornamento banca dati
 //   messaggio = letto | | Avviso ai clienti
 //
@@ -42,6 +43,7 @@ struct scenario {
     std::string direttorio_carico;
     std::string direttorio_ricezione;
     int secondi_trasferimento = 3;
+    bool inglese = false;
 };
 
 // Bad scenario text; the message is Italian and names the line.

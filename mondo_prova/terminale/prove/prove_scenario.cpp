@@ -16,6 +16,7 @@ TEST(scenario, legge_ogni_chiave_e_la_posta_in_ordine) {
         "direttorio_carico = c:\\bbs\\carico\n"
         "direttorio_ricezione = c:\\ricevuti\n"
         "secondi_trasferimento = 12\n"
+        "lingua = inglese\n"
         "\n"
         "messaggio = nuovo | j8000001.exe | Aggiornamento 1\n");
     EXPECT_EQ(s.utente, "Rossi");
@@ -26,6 +27,7 @@ TEST(scenario, legge_ogni_chiave_e_la_posta_in_ordine) {
     EXPECT_EQ(s.direttorio_carico, "c:\\bbs\\carico");
     EXPECT_EQ(s.direttorio_ricezione, "c:\\ricevuti");
     EXPECT_EQ(s.secondi_trasferimento, 12);
+    EXPECT_TRUE(s.inglese);
     ASSERT_EQ(s.posta.size(), 1u);
 }
 
@@ -42,6 +44,7 @@ TEST(scenario, posta_con_e_senza_file) {
     EXPECT_EQ(s.stato_linea, linea::libera);
     EXPECT_EQ(s.utente, "cliente");
     EXPECT_EQ(s.password, "zeta");
+    EXPECT_FALSE(s.inglese);
 }
 
 TEST(scenario, errori_indicano_la_riga) {
@@ -57,6 +60,8 @@ TEST(scenario, errori_indicano_la_riga) {
     EXPECT_EQ(messaggio("\n\nsolo testo\n"), "Scenario, riga 3: manca \"=\"");
     EXPECT_EQ(messaggio("linea = rotta"),
               "Scenario, riga 1: linea \"rotta\" sconosciuta (libera, occupata o muta)");
+    EXPECT_EQ(messaggio("lingua = francese"),
+              "Scenario, riga 1: lingua \"francese\" sconosciuta (italiano o inglese)");
     EXPECT_EQ(messaggio("portante_persa = dopo"), "Scenario, riga 1: passo \"dopo\" sconosciuto");
     EXPECT_EQ(messaggio("secondi_trasferimento = -1"),
               "Scenario, riga 1: secondi_trasferimento vuole un numero da 0 a 9999");
