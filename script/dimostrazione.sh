@@ -50,7 +50,9 @@ prog=$c/j8/programma
 tabelle=$c/j8/direttorio_tabelle
 mkdir -p "$prog" "$tabelle" "$c/j8/A_BBS" "$c/j8/DA_BBS" "$c/j8/archivio_aggiornamenti" \
          "$c/j8/schermate" "$c/bbs/file" "$c/bbs/carico" "$c/bbs/ricevuti" "$demo/lavoro"
-cp "$windows/j8_bbs.exe" "$windows/terminale_prova.exe" "$prog/"
+mkdir -p "$c/programmi/terminale"
+cp "$windows/j8_bbs.exe" "$prog/"
+cp "$windows/terminale_prova.exe" "$c/programmi/terminale/"
 cp "$windows/regia_bbs.exe" "$c/j8/"
 
 # A drug database and the update files of two packages.
@@ -65,9 +67,11 @@ for n in 1 2; do
 done
 printf 'ordine del giorno\r\n' >"$c/j8/A_BBS/ordine_001.txt"
 
-# The BBS: two new mails with a package each, one already read.
-cat >"$prog/scenario_bbs.txt" <<'FINE'
+# The BBS: two new mails with a package each, one already read. The
+# terminal stand-in reads it from the file beside it.
+cat >"$c/programmi/terminale/terminale_prova.txt" <<'FINE'
 # BBS del fornitore per la dimostrazione
+lingua = italiano
 utente = cliente
 password = zeta
 linea = libera
@@ -90,7 +94,7 @@ telefono bbs=0612345678
 userid bbs=cliente
 password bbs=zeta
 lingua bbs=0
-direttorio hyperterminal=c:\j8\programma\terminale_prova.exe c:\j8\programma\scenario_bbs.txt
+direttorio hyperterminal=c:\programmi\terminale\terminale_prova.exe
 FINE
 "$nativi/j8_impostazioni" crea "$prog/j8_config.txt" <<'FINE'
 direttorio tabelle=c:\j8\direttorio_tabelle\

@@ -145,7 +145,8 @@ protected:
             std::wstring riga = strumento + L"aggiorna " + dir_atteso;
             for (const auto& f : nomi) {
                 argomenti.push_back((sorgente / f).string());
-                fs::copy_file(sorgente / f, atteso / f, fs::copy_options::overwrite_existing);
+                fs::remove(atteso / f);
+                fs::copy_file(sorgente / f, atteso / f);
                 riga += L" " + fs::path(f).wstring();
             }
             std::ostringstream uscita, errori;
@@ -156,17 +157,21 @@ protected:
         for (const char* f : {"farmaci.faf", "notessn.faf", "principi_attivi.faf", "atc.faf", "ditte.faf"})
             fs::remove(atteso / f);
 
-        const fs::path scenario = radice / "scenario.txt";
-        scrivi(scenario, "utente = cliente\r\npassword = zeta\r\nlinea = " + linea +
-                             "\r\ndirettorio_file = " + file_bbs.string() +
-                             "\r\ndirettorio_carico = " + carico_bbs.string() +
-                             "\r\ndirettorio_ricezione = " + (radice / "ricevuti").string() +
-                             "\r\nsecondi_trasferimento = 2"
-                             "\r\nmessaggio = nuovo | j8000001.exe | Aggiornamento banca dati 1"
-                             "\r\nmessaggio = letto | | Avviso gia' letto"
-                             "\r\nmessaggio = nuovo | j8000002.exe | Aggiornamento banca dati 2\r\n");
-        const std::string terminale = "\"" + (bin / "terminale_prova.exe").string() + "\" \"" +
-                                      scenario.string() + "\"" + (inglese ? " --inglese" : "");
+        // The terminal stand-in reads its BBS from the file beside it, as
+        // the session starts it by its path alone.
+        const fs::path terminale = radice / "hyper" / "terminale_prova.exe";
+        fs::create_directories(terminale.parent_path());
+        fs::copy_file(bin / "terminale_prova.exe", terminale);
+        scrivi(terminale.parent_path() / "terminale_prova.txt",
+               "utente = cliente\r\npassword = zeta\r\nlinea = " + linea +
+                   "\r\nlingua = " + (inglese ? "inglese" : "italiano") +
+                   "\r\ndirettorio_file = " + file_bbs.string() +
+                   "\r\ndirettorio_carico = " + carico_bbs.string() +
+                   "\r\ndirettorio_ricezione = " + (radice / "ricevuti").string() +
+                   "\r\nsecondi_trasferimento = 2"
+                   "\r\nmessaggio = nuovo | j8000001.exe | Aggiornamento banca dati 1"
+                   "\r\nmessaggio = letto | | Avviso gia' letto"
+                   "\r\nmessaggio = nuovo | j8000002.exe | Aggiornamento banca dati 2\r\n");
         const fs::path config = programma / "j8_bbs_config.txt";
         scrivi(config, componi_impostazioni(config.string(),
                                             {"aggiornamento=j8000000", "direttorio a bbs=" + origine.string(),
@@ -174,7 +179,7 @@ protected:
                                              "direttorio archivio aggiornamenti=" + con_barra(archivio),
                                              "telefono bbs=0612345678", "userid bbs=cliente",
                                              "password bbs=zeta", std::string("lingua bbs=") + (inglese ? "1" : "0"),
-                                             "direttorio hyperterminal=" + terminale},
+                                             "direttorio hyperterminal=" + terminale.string()},
                                             4321.0f));
         scrivi(programma / "j8_config.txt",
                componi_impostazioni("j8_config.txt", {"direttorio tabelle=" + con_barra(tabelle)}, 99.0f));

@@ -63,7 +63,7 @@ constexpr int larghezza_etichetta = 150;
 constexpr int larghezza_campo = 390;
 constexpr int altezza_riga = 24;
 constexpr int passo_riga = 32;
-constexpr int cima_campi = 64;
+constexpr int cima_campi = 48;
 constexpr int larghezza_client = margine * 2 + larghezza_etichetta + larghezza_campo;
 
 }  // namespace
@@ -133,8 +133,8 @@ void finestra_collegamento::crea_controlli() {
         return c;
     };
 
-    HWND avviso = nuovo(L"STATIC", didascalie_collegamento::Label6, SS_LEFT, margine, 12,
-                        larghezza_client - 2 * margine, 40, id_Label6);
+    HWND avviso = nuovo(L"STATIC", didascalie_collegamento::Label6, SS_LEFT, margine, 14,
+                        larghezza_client - 2 * margine, 24, id_Label6);
     SendMessageW(avviso, WM_SETFONT, WPARAM(grassetto_), TRUE);
 
     int y = cima_campi;
