@@ -9,6 +9,8 @@
 #
 # Windows appear on $DISPLAY when there is one, on a private Xvfb display
 # otherwise; pictures of both forms are saved either way.
+# Environment: J8_BUILD, J8_BUILD_WIN (build folders, default build and
+# build-win), J8_DISPLAY (virtual display, default :95).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 radice=$PWD
@@ -18,13 +20,15 @@ demo=$(realpath -m "${1:-$radice/dimostrazione}")
 bash script/installa.sh
 
 echo "== Compilazione (nativa: strumenti; Windows: programmi)"
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build -j"$jobs" --target genera_dati j8_impostazioni j8_pacchetto j8_tabelle
-cmake -S . -B build-win -DCMAKE_TOOLCHAIN_FILE="$radice/cmake/mingw-w64.cmake" \
+build=${J8_BUILD:-$radice/build}
+build_win=${J8_BUILD_WIN:-$radice/build-win}
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+cmake --build "$build" -j"$jobs" --target genera_dati j8_impostazioni j8_pacchetto j8_tabelle
+cmake -S . -B "$build_win" -DCMAKE_TOOLCHAIN_FILE="$radice/cmake/mingw-w64.cmake" \
       -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build build-win -j"$jobs" --target j8_bbs terminale_prova estrattore_pacchetto regia_bbs
-nativi=$radice/build/bin
-windows=$radice/build-win/bin
+cmake --build "$build_win" -j"$jobs" --target j8_bbs terminale_prova estrattore_pacchetto regia_bbs
+nativi=$build/bin
+windows=$build_win/bin
 
 echo "== Preparazione della postazione in $demo"
 export WINEPREFIX=$demo/wine WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
@@ -63,7 +67,7 @@ cp "$demo/lavoro/p1/"*.tda "$tabelle/"
 mkdir -p "$demo/lavoro/prima"
 cp "$tabelle/"*.tda "$demo/lavoro/prima/"
 for n in 1 2; do
-  "$nativi/j8_pacchetto" "$c/bbs/file/j800000$n.exe" "$demo/lavoro/p$n/"*.faf >/dev/null
+  "$nativi/j8_pacchetto" --estrattore "$windows/estrattore_pacchetto.exe" "$c/bbs/file/j800000$n.exe" "$demo/lavoro/p$n/"*.faf >/dev/null
 done
 printf 'ordine del giorno\r\n' >"$c/j8/A_BBS/ordine_001.txt"
 
