@@ -191,6 +191,34 @@ protected:
         return regia::segui_j8_bbs((programma / "j8_bbs.exe").wstring(), L"/avvia", foto.wstring(), 600);
     }
 
+    // Lists the visible top-level windows of class `classe`.
+    static std::vector<HWND> finestre_di_classe(const char* classe) {
+        struct dati {
+            const char* classe;
+            std::vector<HWND> trovate;
+        } d{classe, {}};
+        EnumWindows(
+            [](HWND h, LPARAM lp) -> BOOL {
+                auto* d = reinterpret_cast<dati*>(lp);
+                char nome[256];
+                if (GetClassNameA(h, nome, sizeof nome) && std::string(nome) == d->classe && IsWindowVisible(h))
+                    d->trovate.push_back(h);
+                return TRUE;
+            },
+            LPARAM(&d));
+        return d.trovate;
+    }
+
+    static void chiudi_processo_di(HWND h) {
+        DWORD pid = 0;
+        GetWindowThreadProcessId(h, &pid);
+        if (HANDLE p = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, pid)) {
+            TerminateProcess(p, 0);
+            WaitForSingleObject(p, 5000);
+            CloseHandle(p);
+        }
+    }
+
     std::string ultimo_pacchetto() {
         file_locali file;
         const auto righe = leggi_impostazioni(file, (programma / "j8_bbs_config.txt").string(), 1.0f);
@@ -243,6 +271,40 @@ TEST_F(j8_bbs_wine, linea_occupata_manca_la_portante_e_nulla_cambia) {
     EXPECT_EQ(ultimo_pacchetto(), "j8000000");
     EXPECT_TRUE(fs::is_empty(deposito));
     EXPECT_TRUE(fs::is_empty(archivio));
+}
+
+// A password the BBS refuses: the main menu never shows and the session
+// waits for it without end. Closing the form must still end the program.
+TEST_F(j8_bbs_wine, chiudere_il_form_durante_un_attesa_senza_fine_termina_il_programma) {
+    prepara("chiusura", false, false, "libera");
+    const fs::path config = programma / "j8_bbs_config.txt";
+    scrivi(config, componi_impostazioni(config.string(),
+                                        {"aggiornamento=j8000000", "direttorio a bbs=" + origine.string(),
+                                         "direttorio da bbs=" + con_barra(deposito),
+                                         "direttorio archivio aggiornamenti=" + con_barra(archivio),
+                                         "telefono bbs=0612345678", "userid bbs=cliente", "password bbs=sbagliata",
+                                         "lingua bbs=0",
+                                         "direttorio hyperterminal=" +
+                                             (radice / "hyper" / "terminale_prova.exe").string()},
+                                        4321.0f));
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    std::wstring riga = L"\"" + (programma / "j8_bbs.exe").wstring() + L"\" /avvia";
+    ASSERT_TRUE(CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr,
+                               programma.wstring().c_str(), &si, &pi));
+    CloseHandle(pi.hThread);
+    // Long enough for the first tick and the login: then it only polls.
+    EXPECT_EQ(WaitForSingleObject(pi.hProcess, 35000), DWORD(WAIT_TIMEOUT));
+    const auto form = finestre_di_classe("j8_form_collegamento");
+    ASSERT_EQ(form.size(), 1u);
+    PostMessageW(form[0], WM_CLOSE, 0, 0);
+    EXPECT_EQ(WaitForSingleObject(pi.hProcess, 10000), DWORD(WAIT_OBJECT_0));
+    TerminateProcess(pi.hProcess, 1);
+    CloseHandle(pi.hProcess);
+    for (HWND t : finestre_di_classe("terminale_prova")) chiudi_processo_di(t);
+    EXPECT_TRUE(fs::is_empty(deposito));
+    EXPECT_EQ(ultimo_pacchetto(), "j8000000");
 }
 
 }  // namespace
