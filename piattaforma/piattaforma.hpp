@@ -22,6 +22,10 @@ namespace j8 {
 
 using maniglia = std::uintptr_t;  // a window handle
 
+// scrivi_file writes "<file>" + this suffix first and then puts it in
+// place; a process killed in between leaves that file behind.
+inline constexpr const char* suffisso_scrittura = ".j8tmp";
+
 struct finestra {
     maniglia handle = 0;
     std::string titolo;  // whole title, as long as it is
@@ -92,6 +96,16 @@ public:
     virtual void rimuovi_direttorio(const std::string& percorso) = 0;  // must be empty
     // Leaves only the archive attribute (clears read-only, hidden, system).
     virtual void imposta_solo_archivio(const std::string& percorso) = 0;
+    // Attribute bits as Windows gives them (read-only 0x01, hidden 0x02,
+    // system 0x04, archive 0x20). Throw errore_file; a platform that cannot
+    // tell says so by throwing.
+    virtual std::uint32_t attributi_file(const std::string& percorso) {
+        throw errore_file(percorso, "attributi non disponibili");
+    }
+    virtual void imposta_attributi_file(const std::string& percorso, std::uint32_t attributi) {
+        (void)attributi;
+        throw errore_file(percorso, "attributi non disponibili");
+    }
     virtual std::string direttorio_corrente() = 0;  // no trailing "\"
     virtual void cambia_direttorio(const std::string& percorso) = 0;
     virtual std::string direttorio_programma() = 0;  // no trailing "\"

@@ -293,6 +293,7 @@ std::string piattaforma_copione::leggi_appunti() {
 }
 
 void piattaforma_copione::messaggio(const std::string& testo, const std::string& titolo) {
+    if (morto_) throw interruzione_simulata{0, "messaggio", titolo};
     registra({tipo::messaggio, testo, titolo, 0, true, orologio()});
 }
 
@@ -365,12 +366,36 @@ const piattaforma_copione::nodo* piattaforma_copione::trova(const std::string& p
     return i == disco_.end() ? nullptr : &i->second;
 }
 
-void piattaforma_copione::conta(const std::string& nome, const std::string& percorso) {
+void piattaforma_copione::conta(const std::string& nome, const std::string& percorso,
+                                const std::string& secondo, const std::function<void()>& a_meta) {
     ++operazioni_;
+    if (morto_) throw interruzione_simulata{operazioni_, nome, percorso};
+    if (interruzione_ != 0 && operazioni_ == interruzione_) {
+        morto_ = true;
+        if (a_meta) {
+            try {
+                a_meta();
+            } catch (const errore_file&) {
+                // Could not even begin: nothing written.
+            }
+        }
+        throw interruzione_simulata{operazioni_, nome, percorso};
+    }
     if (regola_guasto) {
-        if (auto problema = regola_guasto({operazioni_, nome, percorso}))
+        if (auto problema = regola_guasto({operazioni_, nome, percorso, secondo}))
             throw errore_file(percorso, *problema);
     }
+}
+
+void piattaforma_copione::interrompi_ora() {
+    morto_ = true;
+    throw interruzione_simulata{0, "interruzione", ""};
+}
+
+void piattaforma_copione::riavvia() {
+    morto_ = false;
+    interruzione_ = 0;
+    regola_guasto = nullptr;
 }
 
 void piattaforma_copione::guasta_operazione(std::uint64_t numero, const std::string& problema) {
@@ -465,8 +490,11 @@ std::string piattaforma_copione::leggi_file(const std::string& percorso) {
 }
 
 void piattaforma_copione::scrivi_file(const std::string& percorso, const std::string& contenuto) {
-    conta("scrivi_file", percorso);
     const std::string c = completo(percorso);
+    conta("scrivi_file", percorso, "", [&] {
+        serve_padre(c);
+        scrivi(c + suffisso_scrittura, contenuto.substr(0, contenuto.size() / 2), attributo::archivio);
+    });
     serve_padre(c);
     nodo* n = trova(c);
     scrivi(c, contenuto, n ? n->attributi | attributo::archivio : attributo::archivio);
@@ -480,7 +508,7 @@ void piattaforma_copione::cancella_file(const std::string& percorso) {
 }
 
 void piattaforma_copione::rinomina_file(const std::string& da, const std::string& a) {
-    conta("rinomina_file", da);
+    conta("rinomina_file", da, a);
     const std::string vecchio = completo(da), nuovo = completo(a);
     if (!disco_.count(chiave(vecchio))) throw errore_file(da, non_trovato);
     serve_padre(nuovo);
@@ -520,7 +548,13 @@ std::vector<std::string> piattaforma_copione::elenca_file(const std::string& dir
 }
 
 void piattaforma_copione::copia_file(const std::string& da, const std::string& a) {
-    conta("copia_file", da);
+    conta("copia_file", da, a, [&] {
+        const nodo& sorgente = serve_file(da);
+        const std::string meta = sorgente.contenuto.substr(0, sorgente.contenuto.size() / 2);
+        const std::string c = completo(a);
+        serve_padre(c);
+        scrivi(c, meta, sorgente.attributi | attributo::archivio);
+    });
     const nodo& sorgente = serve_file(da);
     const std::string contenuto = sorgente.contenuto;
     const std::uint32_t attr = sorgente.attributi | attributo::archivio;
@@ -559,6 +593,19 @@ void piattaforma_copione::imposta_solo_archivio(const std::string& percorso) {
     nodo* n = trova(percorso);
     if (!n) throw errore_file(percorso, non_trovato);
     n->attributi = attributo::archivio | (n->direttorio ? attributo::direttorio : 0);
+}
+
+std::uint32_t piattaforma_copione::attributi_file(const std::string& percorso) {
+    conta("attributi_file", percorso);
+    const nodo* n = trova(percorso);
+    if (!n) throw errore_file(percorso, non_trovato);
+    return n->attributi;
+}
+
+void piattaforma_copione::imposta_attributi_file(const std::string& percorso, std::uint32_t a) {
+    conta("imposta_attributi_file", percorso);
+    if (!trova(percorso)) throw errore_file(percorso, non_trovato);
+    imposta_attributi(percorso, a);
 }
 
 std::string piattaforma_copione::direttorio_corrente() { return corrente_; }

@@ -32,6 +32,15 @@ constexpr std::uint32_t sola_lettura = 0x01, nascosto = 0x02, sistema = 0x04,
 data_ora componi_data_ora(int anno, int mese, int giorno, int ore = 0, int minuti = 0,
                           double secondi = 0);
 
+// The process killed (power cut, task manager) at a file operation. Not a
+// std::exception on purpose: the program's own handlers must never catch
+// it, so a test sees the run stop dead where the kill fell.
+struct interruzione_simulata {
+    std::uint64_t numero = 0;  // the file operation it fell on (0: from the script)
+    std::string nome;
+    std::string percorso;
+};
+
 class piattaforma_copione : public piattaforma {
 public:
     // What the record holds, one entry per call that reaches the outside world.
@@ -50,6 +59,7 @@ public:
         std::uint64_t numero;    // 1 for the first file operation, then 2, 3...
         std::string nome;        // "leggi_file", "copia_file", ...
         std::string percorso;    // first path, as passed
+        std::string secondo;     // destination of a copy or rename, else ""
     };
 
     explicit piattaforma_copione(data_ora inizio = componi_data_ora(2024, 3, 15, 10, 0, 0));
@@ -102,6 +112,16 @@ public:
     // fail with errore_file carrying that problem ("disco pieno"...).
     std::function<std::optional<std::string>(const operazione_file&)> regola_guasto;
     void guasta_operazione(std::uint64_t numero, const std::string& problema = "disco pieno");
+    // Kills the process at file operation `numero`: the operation does not
+    // happen, except that a copy leaves the first half of the file at its
+    // destination and a write leaves half of it under the temporary name
+    // (as on a real disk); then interruzione_simulata is thrown, and so is
+    // it again by every later file operation or message box, until
+    // `riavvia` (the next start of the program on the same disk).
+    void interrompi_a(std::uint64_t numero) { interruzione_ = numero; }
+    void interrompi_ora();  // from a script reaction: the user ends the program
+    bool interrotto() const { return morto_; }
+    void riavvia();
 
     // --- what happened -----------------------------------------------------
     const std::vector<voce>& registro() const { return registro_; }
@@ -135,6 +155,8 @@ public:
     void crea_direttorio(const std::string& percorso) override;
     void rimuovi_direttorio(const std::string& percorso) override;
     void imposta_solo_archivio(const std::string& percorso) override;
+    std::uint32_t attributi_file(const std::string& percorso) override;
+    void imposta_attributi_file(const std::string& percorso, std::uint32_t attributi) override;
     std::string direttorio_corrente() override;
     void cambia_direttorio(const std::string& percorso) override;
     std::string direttorio_programma() override;
@@ -167,7 +189,9 @@ private:
     const nodo* trova(const std::string& percorso) const;
     nodo& serve_file(const std::string& percorso);
     void serve_padre(const std::string& completo);
-    void conta(const std::string& nome, const std::string& percorso);
+    void conta(const std::string& nome, const std::string& percorso,
+               const std::string& secondo = "",
+               const std::function<void()>& a_meta = nullptr);
     void scrivi(const std::string& completo, const std::string& contenuto,
                 std::uint32_t attributi);
     const finestra_copione* prima_del_task(std::uint32_t task) const;
@@ -189,6 +213,8 @@ private:
     std::map<std::string, nodo> disco_;  // key: lower-case full path
     std::uint64_t prossimo_ordine_ = 1;
     std::uint64_t operazioni_ = 0;
+    std::uint64_t interruzione_ = 0;
+    bool morto_ = false;
     std::string corrente_ = "C:\\";
     std::string programma_ = "C:\\j8_bbs";
 };

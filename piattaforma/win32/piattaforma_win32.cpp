@@ -433,7 +433,7 @@ std::string piattaforma_win32::leggi_file(const std::string& percorso) {
 }
 
 void piattaforma_win32::scrivi_file(const std::string& percorso, const std::string& contenuto) {
-    const std::string provvisorio = percorso + ".j8tmp";
+    const std::string provvisorio = percorso + suffisso_scrittura;
     HANDLE f = CreateFileA(provvisorio.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                            FILE_ATTRIBUTE_NORMAL, nullptr);
     if (f == INVALID_HANDLE_VALUE) fallisce(percorso);
@@ -509,6 +509,17 @@ void piattaforma_win32::crea_direttorio(const std::string& percorso) {
 
 void piattaforma_win32::rimuovi_direttorio(const std::string& percorso) {
     if (!RemoveDirectoryA(percorso.c_str())) fallisce(percorso);
+}
+
+std::uint32_t piattaforma_win32::attributi_file(const std::string& percorso) {
+    const DWORD a = GetFileAttributesA(percorso.c_str());
+    if (a == INVALID_FILE_ATTRIBUTES) fallisce(percorso);
+    return a;
+}
+
+void piattaforma_win32::imposta_attributi_file(const std::string& percorso, std::uint32_t attributi) {
+    if (!SetFileAttributesA(percorso.c_str(), attributi & ~DWORD(FILE_ATTRIBUTE_DIRECTORY)))
+        fallisce(percorso);
 }
 
 void piattaforma_win32::imposta_solo_archivio(const std::string& percorso) {

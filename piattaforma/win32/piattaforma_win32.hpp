@@ -35,6 +35,8 @@ public:
     void crea_direttorio(const std::string& percorso) override;
     void rimuovi_direttorio(const std::string& percorso) override;
     void imposta_solo_archivio(const std::string& percorso) override;
+    std::uint32_t attributi_file(const std::string& percorso) override;
+    void imposta_attributi_file(const std::string& percorso, std::uint32_t attributi) override;
     std::string direttorio_corrente() override;
     void cambia_direttorio(const std::string& percorso) override;
     std::string direttorio_programma() override;
