@@ -57,9 +57,10 @@ void leggi_intestazione(scorri_righe& righe, const std::string& percorso, float 
     for (int i = 1; i <= righe_intestazione; ++i) {
         if (!righe.prossima(riga))
             throw errore_impostazioni(percorso, i,
-                                      "il file finisce dopo " + std::to_string(i - 1) +
-                                          " righe, l'intestazione ne richiede " +
-                                          std::to_string(righe_intestazione));
+                                      i == 1 ? std::string("il file \xE8 vuoto")
+                                             : "il file finisce dopo " + std::to_string(i - 1) +
+                                                   " righe, l'intestazione ne richiede " +
+                                                   std::to_string(righe_intestazione));
         if (i <= lunghezza_chiave) {
             auto posizione = static_cast<std::size_t>(posizioni[i]);
             if (riga.size() < posizione)
@@ -76,8 +77,15 @@ void leggi_intestazione(scorri_righe& righe, const std::string& percorso, float 
 
 riga_impostazione dividi(std::string testo, const std::string& percorso, std::int64_t riga_file) {
     std::size_t uguale = testo.find('=');
-    if (uguale == std::string::npos)
-        throw errore_impostazioni(percorso, riga_file, "manca il segno \"=\" dopo la decifratura");
+    if (uguale == std::string::npos) {
+        const std::string dati = " (riga " + std::to_string(riga_file - righe_intestazione) + " dei dati)";
+        throw errore_impostazioni(percorso, riga_file,
+                                  testo.empty()
+                                      ? "riga vuota" + dati +
+                                            ": ogni riga dopo l'intestazione deve contenere "
+                                            "un'impostazione \"chiave=valore\""
+                                      : "la riga, decifrata, non contiene il segno \"=\"" + dati);
+    }
     riga_impostazione r;
     r.chiave = minuscole(std::string_view(testo).substr(0, uguale));
     r.valore = testo.substr(uguale + 1);
@@ -105,6 +113,13 @@ errore_impostazioni::errore_impostazioni(std::string percorso, std::int64_t riga
     : std::runtime_error(percorso + ", riga " + std::to_string(riga) + ": " + problema),
       percorso_(std::move(percorso)), riga_(riga), problema_(std::move(problema)) {}
 
+errore_impostazioni_estranee::errore_impostazioni_estranee(std::string percorso,
+                                                           std::int64_t righe_dati)
+    : errore_impostazioni(std::move(percorso), 0,
+                          "nessuna delle " + std::to_string(righe_dati) +
+                              " righe di dati contiene un'impostazione nota"),
+      righe_dati_(righe_dati) {}
+
 void leggi_impostazioni(file_tabelle& file, const std::string& percorso, float secondi,
                         const std::function<bool(const riga_impostazione&)>& ogni_riga) {
     const std::string contenuto = file.leggi_file(percorso);
@@ -116,6 +131,20 @@ void leggi_impostazioni(file_tabelle& file, const std::string& percorso, float s
             dividi(decifra_riga(std::string(riga), numero), percorso, righe.numero());
         if (!ogni_riga(r)) return;
     }
+}
+
+void leggi_impostazioni(file_tabelle& file, const std::string& percorso, float secondi,
+                        const std::vector<std::string_view>& chiavi_note,
+                        const std::function<bool(const riga_impostazione&)>& ogni_riga) {
+    std::int64_t righe_dati = 0;
+    bool nota = false;
+    leggi_impostazioni(file, percorso, secondi, [&](const riga_impostazione& r) {
+        ++righe_dati;
+        for (std::string_view chiave : chiavi_note) nota = nota || r.chiave == chiave;
+        return ogni_riga(r);
+    });
+    if (!chiavi_note.empty() && righe_dati > 0 && !nota)
+        throw errore_impostazioni_estranee(percorso, righe_dati);
 }
 
 std::vector<riga_impostazione> leggi_impostazioni(file_tabelle& file, const std::string& percorso,
@@ -161,9 +190,9 @@ int riscrivi_impostazione(file_tabelle& file, const std::string& percorso,
         std::string nuovo = copia.substr(0, righe.posizione());
         bool serve_a_capo = !righe.terminata();
         std::int64_t numero = 0;
-        auto aggiungi = [&](const std::string& testo) {
+        auto aggiungi = [&](const std::string& cifrata) {
             if (serve_a_capo) nuovo += "\r\n";
-            nuovo += cifra(testo, numero, percorso);
+            nuovo += cifrata;
             serve_a_capo = true;
         };
         std::string_view riga;
@@ -175,16 +204,23 @@ int riscrivi_impostazione(file_tabelle& file, const std::string& percorso,
                 r.testo.resize(r.testo.size() - r.valore.size());
                 r.testo += valore;
                 ++cambiate;
+                aggiungi(cifra(r.testo, numero, percorso));
+            } else {
+                // As it was: a control character elsewhere in the file
+                // (deciphered to code 31, which the cipher cannot take back)
+                // must not stop the change of this one line.
+                aggiungi(std::string(riga));
             }
-            aggiungi(r.testo);
         }
         if (cambiate == 0 && aggiungi_se_manca) {
             ++numero;
-            aggiungi(chiave + "=" + valore);
+            aggiungi(cifra(chiave + "=" + valore, numero, percorso));
             ++cambiate;
         }
         if (serve_a_capo && numero > 0) nuovo += "\r\n";
-        file.scrivi_file(percorso, nuovo);
+        // Nothing to change (a file without the key, a foreign file): the
+        // file stays exactly as it is, line endings included.
+        if (cambiate > 0) file.scrivi_file(percorso, nuovo);
     } catch (...) {
         cancella_provvisorio();
         throw;
@@ -241,6 +277,60 @@ posizione_impostazioni cerca_impostazioni(file_tabelle& file, std::string corren
     trovato.percorso = trovato.direttorio + std::string(nome);
     trovato.esiste = file.esiste_file(trovato.percorso);
     return trovato;
+}
+
+namespace {
+
+const std::string consiglio_copia =
+    "Chiedere al fornitore del programma una nuova copia del file e metterla al posto di questa.";
+
+}  // namespace
+
+std::string spiega_errore_impostazioni(const std::exception& e) {
+    if (auto f = dynamic_cast<const errore_impostazioni_estranee*>(&e)) {
+        return "Il file " + f->percorso() + " non contiene impostazioni leggibili: " + f->problema() +
+               ". Forse \xE8 cifrato con un'altra chiave o non \xE8 un file di impostazioni di j8_bbs.\r\n" +
+               consiglio_copia;
+    }
+    if (auto i = dynamic_cast<const errore_impostazioni*>(&e)) {
+        return "Il file delle impostazioni " + i->percorso() + " \xE8 danneggiato alla riga " +
+               std::to_string(i->riga()) + ": " + i->problema() + ".\r\n" + consiglio_copia;
+    }
+    if (auto f = dynamic_cast<const errore_file*>(&e)) {
+        return "Impossibile leggere il file delle impostazioni " + f->percorso() + " (" + f->problema() +
+               ").\r\nVerificare che il file esista, che la sua cartella sia accessibile e che "
+               "nessun altro programma lo tenga aperto.";
+    }
+    return std::string("Impossibile usare il file delle impostazioni: ") + e.what();
+}
+
+std::string spiega_impostazioni_mancanti(std::string_view nome, std::string corrente) {
+    if (corrente.empty() || corrente.back() != '\\') corrente += '\\';
+    return "Il file delle impostazioni " + std::string(nome) + " non \xE8 stato trovato n\xE9 nella cartella " +
+           corrente + " n\xE9 in " + std::string(direttorio_riserva) +
+           ".\r\nCopiare il file in una delle due cartelle (chiedere al fornitore del programma una "
+           "nuova copia se non c'\xE8 pi\xF9).";
+}
+
+apertura_impostazioni carica_impostazioni(piattaforma& p, std::string_view nome,
+                                          const std::vector<std::string_view>& chiavi_note,
+                                          const std::function<bool(const riga_impostazione&)>& ogni_riga) {
+    const std::string chiusura = "\r\n\r\n" + std::string(avviso_chiusura);
+    apertura_impostazioni a;
+    const std::string corrente = p.direttorio_corrente();
+    a.posizione = cerca_impostazioni(p, corrente, nome);
+    if (!a.posizione.esiste) {
+        a.esito = apertura_impostazioni::stato::mancanti;
+        a.messaggio = spiega_impostazioni_mancanti(nome, corrente) + chiusura;
+        return a;
+    }
+    try {
+        leggi_impostazioni(p, a.posizione.percorso, p.secondi_da_mezzanotte(), chiavi_note, ogni_riga);
+    } catch (const std::exception& e) {
+        a.esito = apertura_impostazioni::stato::illeggibili;
+        a.messaggio = spiega_errore_impostazioni(e) + chiusura;
+    }
+    return a;
 }
 
 }  // namespace j8

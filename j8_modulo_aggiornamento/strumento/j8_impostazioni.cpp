@@ -5,8 +5,10 @@
 //   j8_impostazioni crea FILE [--orologio SECONDI]   (key=value lines on stdin)
 //   j8_impostazioni imposta FILE CHIAVE VALORE
 //
-// Exit status 0 on success, 2 on any error (one Italian line on stderr;
-// the file is left as it was).
+// Exit status 0 on success, 2 on any error (an Italian explanation on
+// stderr; the file is left as it was). "leggi" and "imposta" refuse a file
+// in which no data line holds a key of either settings file: a foreign
+// file, or one enciphered with another key.
 
 #include <chrono>
 #include <cmath>
@@ -53,10 +55,43 @@ float secondi_da_mezzanotte() {
            static_cast<float>(millesimi) / 1000.0f;
 }
 
+// Keys of both settings files.
+std::vector<std::string_view> chiavi_note() {
+    std::vector<std::string_view> chiavi(std::begin(j8::chiavi_configurazione_bbs),
+                                         std::end(j8::chiavi_configurazione_bbs));
+    chiavi.push_back(j8::chiave_direttorio_tabelle);
+    return chiavi;
+}
+
+// An Italian message on stderr: the texts are Windows-1252, as the
+// program's message boxes want them; elsewhere the terminal wants UTF-8.
+void errore(std::string testo) {
+    for (std::size_t i; (i = testo.find("\r\n")) != std::string::npos;) testo.replace(i, 2, "\n");
+#ifndef _WIN32
+    std::string utf8;
+    for (char c : testo) {
+        const auto u = static_cast<unsigned char>(c);
+        if (u < 0xA0) {
+            utf8 += c;
+        } else {
+            utf8 += static_cast<char>(0xC0 | (u >> 6));
+            utf8 += static_cast<char>(0x80 | (u & 0x3F));
+        }
+    }
+    testo = utf8;
+#endif
+    std::cerr << "j8_impostazioni: " << testo << '\n';
+}
+
 int leggi(const std::string& percorso) {
     j8::file_locali disco;
     // All lines first: a damaged file prints nothing but the error.
-    auto righe = j8::leggi_impostazioni(disco, percorso, secondi_da_mezzanotte());
+    std::vector<j8::riga_impostazione> righe;
+    j8::leggi_impostazioni(disco, percorso, secondi_da_mezzanotte(), chiavi_note(),
+                           [&](const j8::riga_impostazione& r) {
+                               righe.push_back(r);
+                               return true;
+                           });
     for (const auto& r : righe) {
         std::fwrite(r.testo.data(), 1, r.testo.size(), stdout);
         std::fputc('\n', stdout);
@@ -92,8 +127,21 @@ int imposta(const std::string& percorso, const std::string& chiave, const std::s
                   << "\" (non vuota e senza \"=\")\n";
         return esito_errore;
     }
+    const std::string riga = chiave + "=" + valore;
+    for (std::size_t i = 0; i < riga.size(); ++i) {
+        const auto codice = static_cast<unsigned char>(riga[i]);
+        if (codice < 32 && codice != 8) {
+            errore("la riga \"chiave=valore\" contiene un carattere di controllo (codice " +
+                   std::to_string(codice) + " in posizione " + std::to_string(i + 1) +
+                   ") che la cifratura non ammette; il file non \xE8 stato modificato");
+            return esito_errore;
+        }
+    }
     j8::file_locali disco;
     if (!disco.esiste_file(percorso)) throw j8::errore_file(percorso, "file non trovato");
+    // Checked whole first, so a damaged or foreign file is never touched.
+    j8::leggi_impostazioni(disco, percorso, secondi_da_mezzanotte(), chiavi_note(),
+                           [](const j8::riga_impostazione&) { return true; });
     j8::riscrivi_impostazione(disco, percorso, chiave, valore, secondi_da_mezzanotte(), true);
     return 0;
 }
@@ -128,7 +176,7 @@ int main(int argc, char** argv) {
         }
         return uso();
     } catch (const std::exception& e) {
-        std::cerr << "j8_impostazioni: " << e.what() << '\n';
+        errore(argomenti[0] == "crea" ? std::string(e.what()) : j8::spiega_errore_impostazioni(e));
         return esito_errore;
     }
 }
