@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <exception>
+#include <optional>
 
 #include "j8_form_aggiornamento/manda_tasto.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
@@ -128,6 +129,25 @@ esito_caricamento form_aggiornamento::Form_Load() {
     modello.Label1.width = modello.Label2.width = modello.Label3.width;
     modello.Label1.left = modello.Label2.left = modello.Label3.left;
 
+    // The main application's settings first: a missing or damaged file ends
+    // the program before anything on disk has changed.
+    std::optional<std::string> tabelle_lette;
+    const apertura_impostazioni configurazione =
+        carica_impostazioni(p_, file_configurazione, {}, [&](const riga_impostazione& r) {
+            if (r.chiave != chiave_direttorio_tabelle) return true;
+            tabelle_lette = r.valore;
+            return false;
+        });
+    if (configurazione.esito == apertura_impostazioni::stato::mancanti) {
+        p_.messaggio("file configurazione (j8_config.txt)non trovato in " + p_.direttorio_corrente(),
+                     titolo_form);
+        return esito_caricamento::fine_programma;
+    }
+    if (!configurazione.messaggio.empty()) {
+        p_.messaggio(configurazione.messaggio, titolo_form);
+        return esito_caricamento::fine_programma;
+    }
+
     try {
         const std::string unita = direttorio_archivio.substr(0, 3);
         const std::string lavoro = unita + "j8\\lavoro_aggiornamento";
@@ -160,24 +180,9 @@ esito_caricamento form_aggiornamento::Form_Load() {
         return esito_caricamento::fine_programma;
     }
 
-    const posizione_impostazioni pos = cerca_impostazioni(p_, file_configurazione);
-    if (!pos.esiste) {
-        p_.messaggio("file configurazione (j8_config.txt)non trovato in " + p_.direttorio_corrente(),
-                     titolo_form);
-        return esito_caricamento::fine_programma;
-    }
-    try {
-        leggi_impostazioni(p_, pos.percorso, p_.secondi_da_mezzanotte(),
-                           [&](const riga_impostazione& r) {
-                               if (r.chiave != "direttorio tabelle") return true;
-                               direttorio_tabelle = r.valore;
-                               if (su_direttorio_tabelle) su_direttorio_tabelle(r.valore);
-                               return false;
-                           });
-    } catch (const std::exception& e) {
-        p_.messaggio("Impossibile leggere il file configurazione." + a_capo + messaggio_di(e),
-                     titolo_form);
-        return esito_caricamento::fine_programma;
+    if (tabelle_lette) {
+        direttorio_tabelle = *tabelle_lette;
+        if (su_direttorio_tabelle) su_direttorio_tabelle(*tabelle_lette);
     }
     ridisegna();
     return esito_caricamento::pronto;
