@@ -3,6 +3,7 @@
 #include "form_collegamento.hpp"
 
 #include <cstdlib>
+#include <iterator>
 
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
@@ -32,21 +33,27 @@ std::string senza_spazi(const std::string& testo) {
     return testo.substr(inizio, testo.find_last_not_of(' ') - inizio + 1);
 }
 
-void form_collegamento::Form_Load() {
+bool form_collegamento::Form_Load() {
     p_.cambia_direttorio(p_.direttorio_programma());
-    // Absent here and in "c:\pippo\": reading the latter fails with an
-    // error that names the file.
-    const posizione_impostazioni dove = cerca_impostazioni(p_, file_configurazione_bbs);
-    direttorio_configurazione = dove.direttorio;
-    leggi_impostazioni(p_, dove.percorso, p_.secondi_da_mezzanotte(),
-                       [this](const riga_impostazione& r) {
-                           imposta(r.chiave, r.valore);
-                           return true;
-                       });
+    // A missing, damaged or foreign settings file: one message, then the
+    // program ends before the update form's load touches the disk.
+    const apertura_impostazioni aperte = carica_impostazioni(
+        p_, file_configurazione_bbs,
+        {std::begin(chiavi_configurazione_bbs), std::end(chiavi_configurazione_bbs)},
+        [this](const riga_impostazione& r) {
+            imposta(r.chiave, r.valore);
+            return true;
+        });
+    if (!aperte.messaggio.empty()) {
+        p_.messaggio(aperte.messaggio, titolo_messaggi);
+        return false;
+    }
+    direttorio_configurazione = aperte.posizione.direttorio;
     limite_zmodem = 180;
     limite_risposta = 100;
     a_capo = "\r\n";
     aggiornamento_.carica_nascosto();
+    return true;
 }
 
 void form_collegamento::imposta(const std::string& chiave, const std::string& valore) {

@@ -99,7 +99,9 @@ public:
     bool in_ritardo = false;  // the last prompt wait went past limite_risposta
 
     // Events.
-    void Form_Load();
+    // False: the settings file could not be read, a message said so and
+    // the program must end.
+    bool Form_Load();
     void Command1_Click();
     void Command2_Click();
     void Timer1_Timer();  // the whole session script

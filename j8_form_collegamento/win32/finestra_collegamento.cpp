@@ -111,7 +111,9 @@ void finestra_collegamento::crea(HINSTANCE istanza, int mostra) {
     // Start-up: the form shows itself first, then loads its settings.
     ShowWindow(hwnd_, mostra);
     UpdateWindow(hwnd_);
-    evento([this] { form_.Form_Load(); });
+    evento([this] {
+        if (!form_.Form_Load()) termina_programma(1);
+    });
 }
 
 void finestra_collegamento::crea_controlli() {
