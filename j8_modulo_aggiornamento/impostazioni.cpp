@@ -70,6 +70,13 @@ void leggi_intestazione(scorri_righe& righe, const std::string& percorso, float 
                         " caratteri, troppo corta: la chiave richiede il carattere in posizione " +
                         std::to_string(posizione));
             semi[i] = static_cast<unsigned char>(riga[posizione - 1]);
+            // A seed of 0 does not reseed the generator: the row would then
+            // depend on the clock and the file read differently each time.
+            if (semi[i] == 0)
+                throw errore_impostazioni(
+                    percorso, i,
+                    "intestazione danneggiata: il carattere in posizione " + std::to_string(posizione) +
+                        " \xE8 nullo (codice 0)");
         }
     }
     prepara_tabelle();
