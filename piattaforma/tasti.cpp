@@ -8,6 +8,11 @@ namespace j8 {
 namespace {
 
 constexpr int ripetizioni_massime = 10000;
+// Bounds on what a string can ask for, whatever it holds: groups nest by
+// recursion (a string of "(" would exhaust the stack), and repeats multiply
+// a few bytes into many events.
+constexpr int annidamento_massimo = 32;
+constexpr std::size_t eventi_massimi = 50000;
 
 std::string minuscolo(std::string s) {
     for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -58,6 +63,8 @@ private:
         e.maiuscolo = e.maiuscolo || m.maiuscolo;
         e.controllo = m.controllo;
         e.alt = m.alt;
+        if (static_cast<std::size_t>(volte) > eventi_massimi - eventi_.size())
+            errore("oltre " + std::to_string(eventi_massimi) + " tasti");
         for (int i = 0; i < volte; ++i) eventi_.push_back(e);
     }
 
@@ -81,7 +88,10 @@ private:
             }
             if (c == '(') {
                 ++i_;
+                if (++annidamento_ > annidamento_massimo)
+                    errore("oltre " + std::to_string(annidamento_massimo) + " parentesi annidate");
                 gruppo(m, true);
+                --annidamento_;
             } else if (c == '{') {
                 graffa(m);
             } else if (c == '}') {
@@ -137,6 +147,7 @@ private:
 
     const std::string& s_;
     std::size_t i_ = 0;
+    int annidamento_ = 0;
     std::vector<evento_tasto> eventi_;
 };
 

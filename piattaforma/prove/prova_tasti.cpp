@@ -91,6 +91,12 @@ TEST(analizza_tasti, errori_chiari_e_nulla_di_parziale) {
             EXPECT_NE(std::string(e.what()).find(s), std::string::npos) << e.what();
         }
     }
+    // Limits that keep a hostile string from exhausting stack or memory.
+    EXPECT_EQ(analizza_tasti(std::string(32, '(') + "a" + std::string(32, ')')), lista{car('a')});
+    EXPECT_THROW(analizza_tasti(std::string(33, '(') + "a" + std::string(33, ')')), errore_tasti);
+    EXPECT_THROW(analizza_tasti(std::string(100000, '(')), errore_tasti);
+    EXPECT_EQ(analizza_tasti("{a 10000}{b 10000}{c 10000}{d 10000}{e 10000}").size(), 50000u);
+    EXPECT_THROW(analizza_tasti("{a 10000}{b 10000}{c 10000}{d 10000}{e 10000}f"), errore_tasti);
     try {
         analizza_tasti("{pippo}");
         FAIL();
