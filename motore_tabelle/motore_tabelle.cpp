@@ -14,12 +14,42 @@ namespace {
 
 constexpr std::string_view a_capo = "\r\n";
 
+// Memory a reader may spend on records: a small multiple of the file's size
+// and a fixed allowance for small files.
+std::size_t limite_record(std::size_t dimensione) { return 8 * dimensione + (std::size_t{4} << 20); }
+
+// Checks a file before it is cut into records of `larghezza_record`
+// characters from lines of at most `larghezza_riga`, and returns its number
+// of lines. Short lines stay accepted (blank fields, as the legacy program
+// read them) and blanks past the layout are dropped, but a line with text
+// past the layout would lose that text when the table is written back, and
+// a file of many empty or very short lines would take far more memory than
+// its size: both are refused, naming the file, before anything changes.
+std::size_t controlla_file(std::string_view dati, std::size_t larghezza_riga, std::size_t larghezza_record,
+                           const std::string& percorso) {
+    std::size_t righe = 0;
+    per_ogni_riga(dati, [&](std::string_view r) {
+        ++righe;
+        if (r.size() > larghezza_riga && r.find_first_not_of(' ', larghezza_riga) != std::string_view::npos)
+            throw errore_file(percorso, "riga " + std::to_string(righe) + " troppo lunga (" +
+                                            std::to_string(r.size()) + " caratteri, al massimo " +
+                                            std::to_string(larghezza_riga) +
+                                            "): il file non ha il formato atteso");
+    });
+    if (righe > limite_record(dati.size()) / larghezza_record)
+        throw errore_file(percorso, "troppe righe vuote o corte (" + std::to_string(righe) + " righe in " +
+                                        std::to_string(dati.size()) + " byte, righe da " +
+                                        std::to_string(larghezza_riga) +
+                                        " caratteri): il file non ha il formato atteso");
+    return righe;
+}
+
 // The record of an update file laid out as its table record with a blank
 // `stato`: the side-table update files are the table lines without it.
 template <std::size_t W>
-std::vector<riga_fissa<W>> leggi_variazioni(std::string_view dati) {
+std::vector<riga_fissa<W>> leggi_variazioni(std::string_view dati, const std::string& percorso) {
     std::vector<riga_fissa<W>> v;
-    v.reserve(conta_righe(dati));
+    v.reserve(controlla_file(dati, W - 3, W, percorso));
     per_ogni_riga(dati, [&](std::string_view r) {
         riga_fissa<W>& rec = v.emplace_back();
         std::size_t n = std::min(r.size(), W - 3);
@@ -33,10 +63,10 @@ std::vector<riga_fissa<W>> leggi_variazioni(std::string_view dati) {
 std::size_t riserva_farmaci(std::size_t righe) { return righe + righe / 32 + 64; }
 
 template <std::size_t W>
-std::vector<riga_fissa<W>> leggi_tabella(std::string_view dati,
+std::vector<riga_fissa<W>> leggi_tabella(std::string_view dati, const std::string& percorso,
                                          std::size_t (*capacita)(std::size_t) = nullptr) {
     std::vector<riga_fissa<W>> v;
-    std::size_t righe = conta_righe(dati);
+    std::size_t righe = controlla_file(dati, W, W, percorso);
     v.reserve(capacita ? capacita(righe) : righe);
     per_ogni_riga(dati, [&](std::string_view r) { v.emplace_back(r); });
     return v;
@@ -210,19 +240,19 @@ motore_tabelle::motore_tabelle(file_tabelle& file, avanzamento& av, fornitore_og
 // ---------------------------------------------------------------- loading
 
 void motore_tabelle::carica_farmaci(const std::string& percorso) {
-    tabella_farmaci = leggi_tabella<farmaco::larghezza>(leggi_se_esiste(file_, percorso), riserva_farmaci);
+    tabella_farmaci = leggi_tabella<farmaco::larghezza>(leggi_se_esiste(file_, percorso), percorso, riserva_farmaci);
 }
 void motore_tabelle::carica_notessn(const std::string& percorso) {
-    tabella_notessn = leggi_tabella<nota::larghezza>(leggi_se_esiste(file_, percorso));
+    tabella_notessn = leggi_tabella<nota::larghezza>(leggi_se_esiste(file_, percorso), percorso);
 }
 void motore_tabelle::carica_principi_attivi(const std::string& percorso) {
-    tabella_principi_attivi = leggi_tabella<principio_attivo::larghezza>(leggi_se_esiste(file_, percorso));
+    tabella_principi_attivi = leggi_tabella<principio_attivo::larghezza>(leggi_se_esiste(file_, percorso), percorso);
 }
 void motore_tabelle::carica_atc(const std::string& percorso) {
-    tabella_atc = leggi_tabella<classe_atc::larghezza>(leggi_se_esiste(file_, percorso));
+    tabella_atc = leggi_tabella<classe_atc::larghezza>(leggi_se_esiste(file_, percorso), percorso);
 }
 void motore_tabelle::carica_ditte(const std::string& percorso) {
-    tabella_ditte = leggi_tabella<ditta::larghezza>(leggi_se_esiste(file_, percorso));
+    tabella_ditte = leggi_tabella<ditta::larghezza>(leggi_se_esiste(file_, percorso), percorso);
 }
 
 void motore_tabelle::costruisci_indice_codici() {
@@ -251,16 +281,16 @@ void motore_tabelle::carica_tabelle(const std::string& direttorio) {
         }
         std::string().swap(d);
     };
-    tabella_farmaci = leggi_tabella<farmaco::larghezza>(dati[0], riserva_farmaci);
+    tabella_farmaci = leggi_tabella<farmaco::larghezza>(dati[0], direttorio + nomi[0], riserva_farmaci);
     costruisci_indice_codici();
     avanza(dati[0]);
-    tabella_principi_attivi = leggi_tabella<principio_attivo::larghezza>(dati[1]);
+    tabella_principi_attivi = leggi_tabella<principio_attivo::larghezza>(dati[1], direttorio + nomi[1]);
     avanza(dati[1]);
-    tabella_notessn = leggi_tabella<nota::larghezza>(dati[2]);
+    tabella_notessn = leggi_tabella<nota::larghezza>(dati[2], direttorio + nomi[2]);
     avanza(dati[2]);
-    tabella_atc = leggi_tabella<classe_atc::larghezza>(dati[3]);
+    tabella_atc = leggi_tabella<classe_atc::larghezza>(dati[3], direttorio + nomi[3]);
     avanza(dati[3]);
-    tabella_ditte = leggi_tabella<ditta::larghezza>(dati[4]);
+    tabella_ditte = leggi_tabella<ditta::larghezza>(dati[4], direttorio + nomi[4]);
     avanza(dati[4]);
 }
 
@@ -291,7 +321,7 @@ void motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::
     std::vector<record_variazione_farmaco> variazioni;
     {
         std::string dati = file_.leggi_file(direttorio + nome_file);
-        variazioni = leggi_tabella<variazione_farmaco::larghezza>(dati);
+        variazioni = leggi_tabella<variazione_farmaco::larghezza>(dati, direttorio + nome_file);
     }
     av_.barra_visibile(true);
 
@@ -421,7 +451,7 @@ void motore_tabelle::elimina_doppi_farmaci(const std::string& direttorio) {
 void motore_tabelle::crea_secondario(const std::string& direttorio) {
     {
         std::string dati = file_.leggi_file(direttorio + "farmaci.tda");
-        tabella_farmaci = leggi_tabella<farmaco::larghezza>(dati);
+        tabella_farmaci = leggi_tabella<farmaco::larghezza>(dati, direttorio + "farmaci.tda");
     }
     std::vector<riga_indice> righe;
     std::int32_t numero = 0;
@@ -447,7 +477,7 @@ void motore_tabelle::crea_secondario(const std::string& direttorio) {
 
 void motore_tabelle::aggiorna_notessn(const std::string& direttorio, const std::string& nome_file) {
     std::vector<record_nota> variazioni =
-        leggi_variazioni<nota::larghezza>(file_.leggi_file(direttorio + nome_file));
+        leggi_variazioni<nota::larghezza>(file_.leggi_file(direttorio + nome_file), direttorio + nome_file);
     for (auto& u : variazioni) u.imposta(nota::testo, std::string(togli_spazi(u[nota::testo])));
     av_.barra_visibile(true);
     const std::size_t n = variazioni.size();
@@ -476,7 +506,7 @@ void motore_tabelle::aggiorna_notessn(const std::string& direttorio, const std::
 }
 
 void motore_tabelle::aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file) {
-    auto variazioni = leggi_variazioni<principio_attivo::larghezza>(file_.leggi_file(direttorio + nome_file));
+    auto variazioni = leggi_variazioni<principio_attivo::larghezza>(file_.leggi_file(direttorio + nome_file), direttorio + nome_file);
     av_.barra_visibile(true);
     fondi_ordinata(tabella_principi_attivi, variazioni, principio_attivo::descrizione, principio_attivo::codice,
                    tipo_ordinata::principi_attivi, av_);
@@ -486,7 +516,7 @@ void motore_tabelle::aggiorna_principi_attivi(const std::string& direttorio, con
 }
 
 void motore_tabelle::aggiorna_atc(const std::string& direttorio, const std::string& nome_file) {
-    auto variazioni = leggi_variazioni<classe_atc::larghezza>(file_.leggi_file(direttorio + nome_file));
+    auto variazioni = leggi_variazioni<classe_atc::larghezza>(file_.leggi_file(direttorio + nome_file), direttorio + nome_file);
     av_.barra_visibile(true);
     fondi_ordinata(tabella_atc, variazioni, classe_atc::descrizione, classe_atc::codice, tipo_ordinata::atc, av_);
     av_.barra_visibile(false);
@@ -495,7 +525,7 @@ void motore_tabelle::aggiorna_atc(const std::string& direttorio, const std::stri
 }
 
 void motore_tabelle::aggiorna_ditte(const std::string& direttorio, const std::string& nome_file) {
-    auto variazioni = leggi_variazioni<ditta::larghezza>(file_.leggi_file(direttorio + nome_file));
+    auto variazioni = leggi_variazioni<ditta::larghezza>(file_.leggi_file(direttorio + nome_file), direttorio + nome_file);
     av_.barra_visibile(true);
     fondi_ordinata(tabella_ditte, variazioni, ditta::codice, ditta::descrizione, tipo_ordinata::ditte, av_);
     av_.barra_visibile(false);

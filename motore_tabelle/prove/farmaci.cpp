@@ -33,11 +33,15 @@ TEST(carica_tabelle, tabelle_mancanti_vuote_indice_e_barra_per_dimensione) {
     std::string f = righe({farmaco_prova{"000", "000000030", "B"}.riga(), farmaco_prova{"000", "000000010", "A"}.riga(),
                            farmaco_prova{"000", "000000020", "C"}.riga()});
     b.file.file[dir + "farmaci.tda"] = f;
-    b.file.file[dir + "ditte.tda"] = std::string(f.size(), 'x');  // one line without a line end
+    // As many bytes as farmaci: eleven lines of 25 characters and CR LF.
+    std::string d;
+    for (int i = 0; i < 11; ++i) d += "000" + std::string(22, static_cast<char>('a' + i)) + "\r\n";
+    ASSERT_EQ(d.size(), f.size());
+    b.file.file[dir + "ditte.tda"] = d;
     b.motore.carica_tabelle(dir);
     EXPECT_EQ(b.motore.tabella_farmaci.size(), 3u);
     EXPECT_TRUE(b.motore.tabella_principi_attivi.empty());
-    EXPECT_EQ(b.motore.tabella_ditte.size(), 1u);
+    EXPECT_EQ(b.motore.tabella_ditte.size(), 11u);
     ASSERT_EQ(b.motore.indice_codici.size(), 3u);
     EXPECT_EQ(b.motore.indice_codici[0].codice_testo(), "000000010");
     EXPECT_EQ(b.motore.indice_codici[0].posizione, 2);
