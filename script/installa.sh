@@ -3,7 +3,8 @@
 # j8_bbs natively and for Windows and to run its tests under Wine.
 set -euo pipefail
 pacchetti=(cmake make g++ googletest libgtest-dev mingw-w64 libz-mingw-w64-dev
-           wine wine64 xvfb x11-utils imagemagick)
+           wine wine64 xvfb x11-utils imagemagick
+           clang libclang-rt-14-dev llvm)
 mancanti=()
 for p in "${pacchetti[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || mancanti+=("$p")

@@ -14,6 +14,10 @@ cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build -j"$jobs"
 (cd build && ctest --output-on-failure -j"$jobs")
 
+echo "== fuzz: prova breve di ogni bersaglio (libFuzzer, clang)"
+# Ten seconds per target on a copy of the corpus; a finding fails the run.
+J8_FUZZ_CORPUS=0 bash script/fuzz.sh 10
+
 echo "== build nativo con AddressSanitizer e UBSan"
 cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DJ8_SANITIZZA=address,undefined >/dev/null
 cmake --build build-asan -j"$jobs"
