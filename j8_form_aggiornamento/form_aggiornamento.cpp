@@ -26,7 +26,6 @@ const std::vector<std::string> tabelle_ricopiate = {
 
 const std::string pacchetto_base = "j8000000.exe";
 const std::string titolo_form = "J8_aggiornamento";
-const std::string elenco_ripristino = "elenco_ripristino.txt";
 
 std::string minuscolo(std::string testo) {
     for (char& c : testo) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
@@ -114,6 +113,12 @@ void form_aggiornamento::svuota_e_rimuovi(const std::string& direttorio) {
             try {
                 p_.cancella_file(d + "\\" + nome);
             } catch (const std::exception&) {
+                // A read-only leftover (a table copied with its attributes).
+                try {
+                    p_.imposta_solo_archivio(d + "\\" + nome);
+                    p_.cancella_file(d + "\\" + nome);
+                } catch (const std::exception&) {
+                }
             }
         }
         p_.rimuovi_direttorio(d);
@@ -128,6 +133,10 @@ esito_caricamento form_aggiornamento::Form_Load() {
     modello.Label1.caption = "L'esecuzione dell'aggiornamento potr\xE0" " richiedere alcuni minuti";
     modello.Label1.width = modello.Label2.width = modello.Label3.width;
     modello.Label1.left = modello.Label2.left = modello.Label3.left;
+
+    // A run killed half-way left its journal: put the tables back before
+    // anything else, whatever the rest of the load finds.
+    controlla_aggiornamento_interrotto(p_);
 
     // The main application's settings first: a missing or damaged file ends
     // the program before anything on disk has changed.
@@ -153,7 +162,7 @@ esito_caricamento form_aggiornamento::Form_Load() {
         const std::string lavoro = unita + "j8\\lavoro_aggiornamento";
         svuota_e_rimuovi(lavoro);
         if (!p_.esiste_direttorio(unita + "j8")) p_.crea_direttorio(unita + "j8");
-        p_.crea_direttorio(lavoro);
+        if (!p_.esiste_direttorio(lavoro)) p_.crea_direttorio(lavoro);
         direttorio_lavoro = lavoro + "\\";
 
         const std::string archivio = senza_barra(direttorio_archivio);
@@ -175,7 +184,10 @@ esito_caricamento form_aggiornamento::Form_Load() {
         }
     } catch (const std::exception& e) {
         p_.messaggio("Impossibile preparare la cartella di lavoro dell'aggiornamento." + a_capo +
-                         messaggio_di(e),
+                         messaggio_di(e) + a_capo +
+                         "Controllare in j8_bbs_config.txt il direttorio archivio aggiornamenti (" +
+                         direttorio_archivio + "): la sua unit\xE0" " deve esistere ed essere scrivibile." +
+                         a_capo + "Il programma viene chiuso senza modificare le tabelle.",
                      titolo_form);
         return esito_caricamento::fine_programma;
     }
@@ -200,34 +212,66 @@ void form_aggiornamento::esegui_aggiornamento() { Command1_Click(); }
 
 // ---------------------------------------------------------------- run backup
 
-std::string form_aggiornamento::direttorio_ripristino() const {
-    return direttorio_archivio.substr(0, 3) + "j8\\ripristino_aggiornamento\\";
-}
-
 void form_aggiornamento::inizia_ripristino() {
-    protetti_.clear();
+    giornale_ = {};
+    giornale_attivo_ = false;
     const std::string d = direttorio_ripristino();
+    // A journal left by a restore that could not finish holds the only
+    // good copy of the tables: never overwrite it with a new run.
+    if (p_.esiste_file(d + nome_giornale) && leggi_giornale(p_.leggi_file(d + nome_giornale))) {
+        throw errore_file(d + nome_giornale,
+                          "un aggiornamento precedente interrotto non \xE8" " ancora stato ripristinato "
+                          "(riavviare il programma)");
+    }
     svuota_e_rimuovi(d);
     const std::string j8 = direttorio_archivio.substr(0, 3) + "j8";
     if (!p_.esiste_direttorio(j8)) p_.crea_direttorio(j8);
-    p_.crea_direttorio(senza_barra(d));
-    p_.scrivi_file(d + elenco_ripristino, "");
+    if (!p_.esiste_direttorio(senza_barra(d))) p_.crea_direttorio(senza_barra(d));
+
+    giornale_.tabelle = direttorio_tabelle;
+    giornale_.impostazioni = direttorio_configurazione + std::string(file_configurazione_bbs);
+    giornale_.vecchio = valore_impostazione(leggi_impostazioni(p_, giornale_.impostazioni,
+                                                               p_.secondi_da_mezzanotte()),
+                                            "aggiornamento")
+                            .value_or("");
+    for (const auto* elenco : {&tabelle_obbligatorie, &tabelle_facoltative}) {
+        for (const std::string& nome : *elenco) {
+            if (!p_.esiste_file(direttorio_tabelle + nome)) continue;
+            try {
+                giornale_.attributi.emplace_back(nome, p_.attributi_file(direttorio_tabelle + nome));
+            } catch (const errore_file&) {
+                // Attributes unknown: left as the run leaves them.
+            }
+        }
+    }
+    scrivi_giornale();
+    giornale_attivo_ = true;
+}
+
+void form_aggiornamento::scrivi_giornale() {
+    p_.scrivi_file(direttorio_ripristino() + nome_giornale, componi_giornale(giornale_));
 }
 
 // Saves a file of the tables directory the first time the run is about to
-// change it; the list says which files existed, so a restore also removes
-// files the run created.
+// change it; the journal says which files existed, so a restore also
+// removes files the run created. The copy is made before the journal
+// names it, and the journal is on disk before the file is changed.
 void form_aggiornamento::proteggi(const std::string& nome) {
     const std::string chiave = minuscolo(nome);
-    for (const auto& [n, c_era] : protetti_)
+    for (const auto& [n, c_era] : giornale_.file)
         if (n == chiave) return;
     const std::string d = direttorio_ripristino();
     const bool c_era = p_.esiste_file(direttorio_tabelle + nome);
-    if (c_era) p_.copia_file(direttorio_tabelle + nome, d + chiave);
-    protetti_.emplace_back(chiave, c_era);
-    std::string elenco;
-    for (const auto& [n, esisteva] : protetti_) elenco += (esisteva ? "1 " : "0 ") + n + "\r\n";
-    p_.scrivi_file(d + elenco_ripristino, elenco);
+    if (c_era) {
+        p_.copia_file(direttorio_tabelle + nome, d + chiave);
+        // A read-only copy could not be replaced or deleted later.
+        try {
+            p_.imposta_solo_archivio(d + chiave);
+        } catch (const errore_file&) {
+        }
+    }
+    giornale_.file.emplace_back(chiave, c_era);
+    scrivi_giornale();
 }
 
 void form_aggiornamento::copia_in_tabelle(const std::string& da, const std::string& nome) {
@@ -235,55 +279,29 @@ void form_aggiornamento::copia_in_tabelle(const std::string& da, const std::stri
     p_.copia_file(da, direttorio_tabelle + nome);
 }
 
-bool form_aggiornamento::ripristina(std::string& errore) {
-    const std::string d = direttorio_ripristino();
-    bool riuscito = true;
-    std::string elenco;
-    try {
-        elenco = p_.leggi_file(d + elenco_ripristino);
-    } catch (const std::exception& e) {
-        errore = messaggio_di(e);
-        return false;
-    }
-    std::size_t inizio = 0;
-    while (inizio < elenco.size()) {
-        std::size_t fine = elenco.find("\r\n", inizio);
-        if (fine == std::string::npos) fine = elenco.size();
-        const std::string riga = elenco.substr(inizio, fine - inizio);
-        inizio = fine + 2;
-        if (riga.size() < 3) continue;
-        const std::string nome = riga.substr(2);
-        try {
-            if (riga[0] == '1') {
-                p_.copia_file(d + nome, direttorio_tabelle + nome);
-            } else if (p_.esiste_file(direttorio_tabelle + nome)) {
-                p_.cancella_file(direttorio_tabelle + nome);
-            }
-        } catch (const std::exception& e) {
-            if (riuscito) errore = messaggio_di(e);
-            riuscito = false;
-        }
-    }
-    return riuscito;
-}
-
 void form_aggiornamento::chiudi_ripristino() {
-    svuota_e_rimuovi(direttorio_ripristino());
-    protetti_.clear();
+    elimina_ripristino(p_, direttorio_ripristino());
+    giornale_attivo_ = false;
 }
 
 void form_aggiornamento::interrompi(const std::string& problema) {
     std::string errore_ripristino;
-    const bool ripristinate = protetti_.empty() || ripristina(errore_ripristino);
+    const bool toccate = giornale_attivo_;
+    const bool ripristinate =
+        !toccate || riporta_tabelle(p_, direttorio_ripristino(), giornale_, errore_ripristino);
     std::string testo = "Aggiornamento interrotto." + a_capo + problema + a_capo + a_capo;
-    if (ripristinate) {
+    if (!toccate) {
+        testo += "Le tabelle non sono state modificate.";
+    } else if (ripristinate) {
         testo += "Le tabelle sono state ripristinate come erano prima dell'aggiornamento.";
-        testo += a_capo + "Il file j8_bbs_config.txt non \xE8" " stato modificato: "
-                          "l'aggiornamento si pu\xF2" " ripetere.";
     } else {
         testo += "Attenzione: non \xE8" " stato possibile ripristinare le tabelle (" + errore_ripristino +
                  "). La copia delle tabelle di prima dell'aggiornamento \xE8" " in " +
-                 direttorio_ripristino() + ".";
+                 direttorio_ripristino() + ": il ripristino verr\xE0" " ritentato al prossimo avvio del programma.";
+    }
+    if (ripristinate) {
+        testo += a_capo + "Il file j8_bbs_config.txt non \xE8" " stato modificato: "
+                          "l'aggiornamento si pu\xF2" " ripetere.";
     }
     modello.Timer1.enabled = false;
     modello.ProgressBar1.visible = false;
@@ -298,7 +316,7 @@ void form_aggiornamento::interrompi(const std::string& problema) {
                                                      : "  ------- Aggiornamento interrotto: tabelle NON ripristinate -------");
     ridisegna();
     p_.messaggio(testo, titolo_form);
-    if (ripristinate) chiudi_ripristino();
+    if (ripristinate && toccate) chiudi_ripristino();
     svuota_e_rimuovi(direttorio_lavoro);
 }
 
@@ -360,7 +378,7 @@ void form_aggiornamento::aggiorna_tabelle() {
         ~fine_corsa() { b = false; }
     } fine{in_corso_};
     if (a_capo.empty()) a_capo = "\r\n";
-    protetti_.clear();
+    giornale_attivo_ = false;
     try {
         std::string prossimo;
         int totale = 0;
@@ -438,6 +456,12 @@ bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) 
     }
     for (const std::string& nome : tabelle_obbligatorie) {
         p_.copia_file(direttorio_tabelle + nome, direttorio_lavoro + nome);
+        // A table left read-only (its attributes could not be changed) is
+        // copied read-only; the working copy must be rewritable all the same.
+        try {
+            p_.imposta_solo_archivio(direttorio_lavoro + nome);
+        } catch (const std::exception&) {
+        }
     }
     m.Label3.caption += a_capo + "2) Esecuzione dell'aggiornamento";
     ridisegna();
@@ -562,8 +586,11 @@ void form_aggiornamento::completa() {
     m.Timer1.enabled = false;
     m.Label1.visible = true;
 
-    // The settings file is the last thing that can fail: once it names the
-    // new package, the run is complete and only clean-up is left.
+    // The commit: the journal first says which package the settings are
+    // about to name, then the settings name it. From then on the run is
+    // complete and only clean-up is left, also after a kill.
+    giornale_.nuovo = nome_da_percorso(pacchetto_corrente_);
+    scrivi_giornale();
     riscrivi_impostazioni();
     chiudi_ripristino();
 

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "j8_form_aggiornamento/giornale_ripristino.hpp"
 #include "j8_form_aggiornamento/modello_aggiornamento.hpp"
 #include "piattaforma/piattaforma.hpp"
 
@@ -55,9 +56,9 @@ public:
     void Timer1_Timer();
 
     // The folder where a run keeps its own copy of every file of the tables
-    // directory it is about to change (and a list of them), so a failed
-    // run can put the tables back. Gone once a run completes.
-    std::string direttorio_ripristino() const;
+    // directory it is about to change, with its journal, so a failed or
+    // killed run can put the tables back. Gone once a run completes.
+    std::string direttorio_ripristino() const { return j8::direttorio_ripristino(); }
 
     // Full path of the package being applied; after a run, the last one.
     const std::string& pacchetto_corrente() const { return pacchetto_corrente_; }
@@ -74,8 +75,8 @@ private:
     // Run backup of the tables directory.
     void inizia_ripristino();
     void proteggi(const std::string& nome);
+    void scrivi_giornale();
     void copia_in_tabelle(const std::string& da, const std::string& nome);
-    bool ripristina(std::string& errore);
     void chiudi_ripristino();
     void interrompi(const std::string& problema);
 
@@ -85,9 +86,9 @@ private:
     piattaforma& p_;
     vista_aggiornamento& vista_;
     std::string pacchetto_corrente_;
-    // Files of the tables directory saved so far (lower case) and whether
-    // they existed.
-    std::vector<std::pair<std::string, bool>> protetti_;
+    // What the run's journal holds; `giornale_attivo_` once it is on disk.
+    giornale_ripristino giornale_;
+    bool giornale_attivo_ = false;
     bool in_corso_ = false;
 };
 

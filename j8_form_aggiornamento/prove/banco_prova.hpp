@@ -112,8 +112,19 @@ protected:
         inizio_ = p.orologio();
     }
 
+    // Keys go to the focused window: the extractor's dialog, or its
+    // success message once that is up.
     void tasti_all_estrattore(const std::string& t) {
-        if (!estrattore_ || p.finestra_attiva() != estrattore_) return;
+        if (!estrattore_) return;
+        const maniglia attiva = p.finestra_attiva();
+        if (messaggio_ && attiva == messaggio_) {
+            if (t == "{enter}") {
+                p.chiudi_finestra(messaggio_);
+                messaggio_ = 0;
+            }
+            return;
+        }
+        if (attiva != estrattore_) return;
         if (t != "{enter}") {
             cartella_ += t;
             return;
@@ -127,9 +138,7 @@ protected:
             // The success message box takes the focus; Enter closes it.
             messaggio_ = p.apri_finestra("WinZip Self-Extractor", "#32770");
             p.aggiungi_figlio(messaggio_, "unzipped successfully");
-        } else if (invii_ == 2) {
-            p.chiudi_finestra(messaggio_);
-        } else if (invii_ == 3) {
+        } else {
             p.chiudi_finestra(estrattore_);
             estrattore_ = 0;
         }

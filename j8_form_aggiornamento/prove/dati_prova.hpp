@@ -1,6 +1,7 @@
 #pragma once
 // Small, valid tables and update files for the update-run tests.
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,14 @@ inline std::string nota_tda(const std::string& codice, const std::string& testo)
 }
 inline std::string nota_faf(const std::string& codice, const std::string& testo) {
     return riga_due<record_variazione_nota>(variazione_nota::codice, codice, variazione_nota::testo, testo);
+}
+
+// The files of package number n: drugs (one new, one changed), ATC, companies.
+inline std::map<std::string, std::string> pacchetto_completo(int n) {
+    return {{"farmaci.faf", righe({farmaco_faf("000000011", "NUOVO " + std::to_string(n), "G"),
+                                   farmaco_faf("000000002", "CAMBIATO " + std::to_string(n))})},
+            {"atc.faf", righe({atc_faf("4A01AA0" + std::to_string(n), "ATC " + std::to_string(n))})},
+            {"ditte.faf", righe({ditta_faf("000" + std::to_string(n), "DITTA " + std::to_string(n))})}};
 }
 
 }  // namespace j8::prova

@@ -18,12 +18,6 @@ const std::string stato_refuso =
     "Impossibile eseguire l'aggiornamento. Mancante o non compatibile con quello precedente.\r\n"
     "Contattare il fornitore del programma per informazioni.";
 
-std::map<std::string, std::string> pacchetto_completo(int n) {
-    return {{"farmaci.faf", righe({farmaco_faf("000000011", "NUOVO " + std::to_string(n), "G"),
-                                   farmaco_faf("000000002", "CAMBIATO " + std::to_string(n))})},
-            {"atc.faf", righe({atc_faf("4A01AA0" + std::to_string(n), "ATC " + std::to_string(n))})},
-            {"ditte.faf", righe({ditta_faf("000" + std::to_string(n), "DITTA " + std::to_string(n))})}};
-}
 
 }  // namespace
 
@@ -297,66 +291,5 @@ TEST_F(banco_prova, guasto_nella_ricopia_rimette_le_tabelle_come_prima) {
     EXPECT_EQ(messaggi().size(), 1u);
 }
 
-namespace {
-
-// The fixture outside gtest's own run, so one test can set up many runs.
-struct banco_libero : banco_prova {
-    using banco_prova::file_bbs;
-    using banco_prova::form;
-    using banco_prova::impostazioni_bbs_iniziali;
-    using banco_prova::istantanea_tabelle;
-    using banco_prova::messaggi;
-    using banco_prova::p;
-    using banco_prova::valore_aggiornamento;
-    void TestBody() override {}
-    void prepara() {
-        SetUp();
-        ultimo_aggiornamento = "j8000000";
-        metti_pacchetto(0, pacchetto_completo(0));
-        auto secondo = pacchetto_completo(1);
-        secondo["generici.new"] = "generici nuovi\r\n";
-        secondo["presidi.tda"] = "presidi nuovi\r\n";
-        metti_pacchetto(1, secondo);
-    }
-};
-
-}  // namespace
-
-// Whichever single file step fails, the run either completes or leaves the
-// tables and the settings as they were, with one message.
-TEST(guasti_aggiornamento, ogni_passo_su_file_che_fallisce) {
-    std::uint64_t passi = 0;
-    {
-        banco_libero b;
-        b.prepara();
-        ASSERT_EQ(b.form.Form_Load(), esito_caricamento::pronto);
-        const auto inizio = b.p.operazioni_file();
-        b.form.esegui_aggiornamento();
-        ASSERT_EQ(b.form.modello.Label1.caption, "AGGIORNAMENTO COMPLETATO");
-        passi = b.p.operazioni_file() - inizio;
-    }
-    ASSERT_GT(passi, 40u);
-    int interrotte = 0;
-    for (std::uint64_t k = 1; k <= passi; ++k) {
-        banco_libero b;
-        b.prepara();
-        ASSERT_EQ(b.form.Form_Load(), esito_caricamento::pronto);
-        const auto prima = b.istantanea_tabelle();
-        b.p.guasta_operazione(b.p.operazioni_file() + k, "disco pieno");
-        b.form.esegui_aggiornamento();
-        if (b.form.modello.Label1.caption == "AGGIORNAMENTO COMPLETATO") {
-            EXPECT_TRUE(b.messaggi().empty()) << k;
-            EXPECT_EQ(b.valore_aggiornamento(), "j8000001") << k;
-            continue;
-        }
-        ++interrotte;
-        EXPECT_TRUE(b.istantanea_tabelle() == prima) << "step " << k;
-        EXPECT_TRUE(b.p.leggi_file(b.file_bbs) == b.impostazioni_bbs_iniziali) << k;
-        ASSERT_EQ(b.messaggi().size(), 1u) << k;
-        EXPECT_NE(b.messaggi()[0].find("disco pieno"), std::string::npos) << k;
-        EXPECT_NE(b.messaggi()[0].find("Le tabelle sono state ripristinate"), std::string::npos)
-            << k << ": " << b.messaggi()[0];
-        EXPECT_TRUE(b.p.esiste_file(direttorio_da_bbs + nome_pacchetto(1))) << k;
-    }
-    EXPECT_GT(interrotte, 20);
-}
+// Every single failing file step, every kill and the catalogue of
+// failures of the whole run: prova_guasti.cpp.

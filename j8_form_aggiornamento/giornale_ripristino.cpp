@@ -1,0 +1,193 @@
+#include "j8_form_aggiornamento/giornale_ripristino.hpp"
+
+#include <cstdio>
+#include <exception>
+#include <functional>
+
+#include "j8_modulo_aggiornamento/impostazioni.hpp"
+#include "j8_modulo_aggiornamento/valori_programma.hpp"
+
+namespace j8 {
+
+namespace {
+
+const std::string prima_riga = "j8 giornale di ripristino";
+const std::string ultima_riga = "fine";
+const std::string titolo = "J8_aggiornamento";
+
+bool inizia(const std::string& riga, const std::string& chiave, std::string& resto) {
+    if (riga.compare(0, chiave.size(), chiave) != 0) return false;
+    resto = riga.substr(chiave.size());
+    return true;
+}
+
+void ignora_errori(const std::function<void()>& passo) {
+    try {
+        passo();
+    } catch (const std::exception&) {
+    }
+}
+
+}  // namespace
+
+std::string componi_giornale(const giornale_ripristino& g) {
+    std::string t = prima_riga + "\r\n";
+    t += "tabelle=" + g.tabelle + "\r\n";
+    t += "impostazioni=" + g.impostazioni + "\r\n";
+    t += "vecchio=" + g.vecchio + "\r\n";
+    for (const auto& [nome, a] : g.attributi) {
+        char esadecimale[16];
+        std::snprintf(esadecimale, sizeof esadecimale, "%08X", static_cast<unsigned>(a));
+        t += "attributi=" + std::string(esadecimale) + " " + nome + "\r\n";
+    }
+    for (const auto& [nome, esisteva] : g.file) t += std::string("file=") + (esisteva ? "1 " : "0 ") + nome + "\r\n";
+    if (g.nuovo) t += "nuovo=" + *g.nuovo + "\r\n";
+    return t + ultima_riga + "\r\n";
+}
+
+std::optional<giornale_ripristino> leggi_giornale(const std::string& testo) {
+    std::vector<std::string> righe;
+    for (std::size_t inizio = 0; inizio < testo.size();) {
+        std::size_t fine = testo.find("\r\n", inizio);
+        if (fine == std::string::npos) return std::nullopt;  // every line ends: a cut one does not
+        righe.push_back(testo.substr(inizio, fine - inizio));
+        inizio = fine + 2;
+    }
+    if (righe.size() < 5 || righe.front() != prima_riga || righe.back() != ultima_riga) return std::nullopt;
+    giornale_ripristino g;
+    bool tabelle = false, impostazioni = false, vecchio = false;
+    for (std::size_t i = 1; i + 1 < righe.size(); ++i) {
+        const std::string& r = righe[i];
+        std::string resto;
+        if (inizia(r, "tabelle=", g.tabelle)) {
+            tabelle = true;
+        } else if (inizia(r, "impostazioni=", g.impostazioni)) {
+            impostazioni = true;
+        } else if (inizia(r, "vecchio=", g.vecchio)) {
+            vecchio = true;
+        } else if (inizia(r, "nuovo=", resto)) {
+            g.nuovo = resto;
+        } else if (inizia(r, "attributi=", resto)) {
+            if (resto.size() < 10 || resto[8] != ' ') return std::nullopt;
+            g.attributi.emplace_back(resto.substr(9),
+                                     static_cast<std::uint32_t>(std::stoul(resto.substr(0, 8), nullptr, 16)));
+        } else if (inizia(r, "file=", resto)) {
+            if (resto.size() < 3 || (resto[0] != '0' && resto[0] != '1') || resto[1] != ' ') return std::nullopt;
+            g.file.emplace_back(resto.substr(2), resto[0] == '1');
+        } else {
+            return std::nullopt;
+        }
+    }
+    if (!tabelle || !impostazioni || !vecchio || g.tabelle.empty()) return std::nullopt;
+    return g;
+}
+
+std::string direttorio_ripristino() {
+    return direttorio_archivio.substr(0, 3) + "j8\\ripristino_aggiornamento\\";
+}
+
+bool riporta_tabelle(piattaforma& p, const std::string& copie, const giornale_ripristino& g,
+                     std::string& errore) {
+    bool riuscito = true;
+    auto fallito = [&](const errore_file& e) {
+        if (riuscito) errore = e.problema() + ": " + e.percorso();
+        riuscito = false;
+    };
+    for (const auto& [nome, esisteva] : g.file) {
+        const std::string tabella = g.tabelle + nome;
+        try {
+            if (esisteva) {
+                const std::string copia = copie + nome;
+                // A file the run never got to change is left alone, so a
+                // tables directory that refuses writes still counts as restored.
+                const bool uguale = p.esiste_file(tabella) && p.leggi_file(tabella) == p.leggi_file(copia);
+                if (!uguale) p.copia_file(copia, tabella);
+            } else if (p.esiste_file(tabella)) {
+                p.cancella_file(tabella);
+            }
+        } catch (const errore_file& e) {
+            fallito(e);
+        }
+        // What a write cut short left beside the table.
+        const std::string avanzo = tabella + suffisso_scrittura;
+        try {
+            if (p.esiste_file(avanzo)) p.cancella_file(avanzo);
+        } catch (const errore_file& e) {
+            fallito(e);
+        }
+    }
+    // The run made the tables writable; put read-only (and the rest) back.
+    // A platform that cannot tell the attributes leaves them as they are.
+    for (const auto& [nome, attributi] : g.attributi) {
+        ignora_errori([&, &nome = nome, attributi = attributi] {
+            const std::string tabella = g.tabelle + nome;
+            if (p.esiste_file(tabella) && p.attributi_file(tabella) != attributi)
+                p.imposta_attributi_file(tabella, attributi);
+        });
+    }
+    return riuscito;
+}
+
+void elimina_ripristino(piattaforma& p, const std::string& copie) {
+    std::string d = copie;
+    if (!d.empty() && d.back() == '\\') d.pop_back();
+    ignora_errori([&] {
+        if (p.esiste_file(d + "\\" + nome_giornale)) p.cancella_file(d + "\\" + nome_giornale);
+    });
+    ignora_errori([&] {
+        if (!p.esiste_direttorio(d)) return;
+        for (const std::string& nome : p.elenca_file(d, "*.*"))
+            ignora_errori([&] { p.cancella_file(d + "\\" + nome); });
+        p.rimuovi_direttorio(d);
+    });
+}
+
+esito_avvio controlla_aggiornamento_interrotto(piattaforma& p) {
+    if (direttorio_archivio.size() < 3) return esito_avvio::nessun_giornale;
+    const std::string copie = direttorio_ripristino();
+    const std::string percorso = copie + nome_giornale;
+    if (!p.esiste_file(percorso)) return esito_avvio::nessun_giornale;
+    std::optional<giornale_ripristino> g;
+    std::string errore;
+    try {
+        g = leggi_giornale(p.leggi_file(percorso));
+    } catch (const errore_file& e) {
+        errore = e.problema() + ": " + e.percorso();
+    }
+    // Not a whole journal: the run never got past its first write of it,
+    // so the tables were not touched. Left for the next run to clear.
+    if (!g && errore.empty()) return esito_avvio::nessun_giornale;
+
+    if (g && g->nuovo && *g->nuovo != g->vecchio) {
+        try {
+            const auto letto = valore_impostazione(
+                leggi_impostazioni(p, g->impostazioni, p.secondi_da_mezzanotte()), "aggiornamento");
+            if (letto == g->nuovo) {
+                elimina_ripristino(p, copie);
+                return esito_avvio::gia_completato;
+            }
+        } catch (const std::exception&) {
+            // Unreadable settings cannot name the new package: restore.
+        }
+    }
+
+    const std::string a_capo_messaggio = "\r\n";
+    if (g && riporta_tabelle(p, copie, *g, errore)) {
+        // Told before the clean-up, so a kill during it cannot hide the news.
+        p.messaggio("L'aggiornamento precedente si \xE8 interrotto: le tabelle sono state riportate come "
+                    "erano prima." + a_capo_messaggio +
+                        "Per applicare i pacchetti scaricati ripetere l'aggiornamento.",
+                    titolo);
+        elimina_ripristino(p, copie);
+        return esito_avvio::tabelle_ripristinate;
+    }
+    p.messaggio("L'aggiornamento precedente si \xE8 interrotto e non \xE8 stato possibile riportare le "
+                "tabelle come erano prima (" + errore + ")." + a_capo_messaggio +
+                    "La copia delle tabelle di prima dell'aggiornamento \xE8 in " + copie +
+                    ": non cancellarla. Chiudere il programma della farmacia e riavviare j8_bbs, "
+                    "che ritenter\xE0 il ripristino; se il problema resta contattare l'assistenza.",
+                titolo);
+    return esito_avvio::non_ripristinate;
+}
+
+}  // namespace j8
