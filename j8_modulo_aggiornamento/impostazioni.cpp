@@ -59,7 +59,8 @@ void leggi_intestazione(scorri_righe& righe, const std::string& percorso, float 
             throw errore_impostazioni(percorso, i,
                                       i == 1 ? std::string("il file \xE8 vuoto")
                                              : "il file finisce dopo " + std::to_string(i - 1) +
-                                                   " righe, l'intestazione ne richiede " +
+                                                   (i == 2 ? " riga" : " righe") +
+                                                   ", l'intestazione ne richiede " +
                                                    std::to_string(righe_intestazione));
         if (i <= lunghezza_chiave) {
             auto posizione = static_cast<std::size_t>(posizioni[i]);
@@ -123,8 +124,10 @@ errore_impostazioni::errore_impostazioni(std::string percorso, std::int64_t riga
 errore_impostazioni_estranee::errore_impostazioni_estranee(std::string percorso,
                                                            std::int64_t righe_dati)
     : errore_impostazioni(std::move(percorso), 0,
-                          "nessuna delle " + std::to_string(righe_dati) +
-                              " righe di dati contiene un'impostazione nota"),
+                          righe_dati == 1 ? std::string("l'unica riga di dati non contiene "
+                                                        "un'impostazione nota")
+                                          : "nessuna delle " + std::to_string(righe_dati) +
+                                                " righe di dati contiene un'impostazione nota"),
       righe_dati_(righe_dati) {}
 
 void leggi_impostazioni(file_tabelle& file, const std::string& percorso, float secondi,

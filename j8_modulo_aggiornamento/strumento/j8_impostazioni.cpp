@@ -85,6 +85,7 @@ void errore(std::string testo) {
 
 int leggi(const std::string& percorso) {
     j8::file_locali disco;
+    if (!disco.esiste_file(percorso)) throw j8::errore_file(percorso, "file non trovato");
     // All lines first: a damaged file prints nothing but the error.
     std::vector<j8::riga_impostazione> righe;
     j8::leggi_impostazioni(disco, percorso, secondi_da_mezzanotte(), chiavi_note(),
