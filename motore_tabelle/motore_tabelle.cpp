@@ -14,9 +14,14 @@ namespace {
 
 constexpr std::string_view a_capo = "\r\n";
 
-// Memory a reader may spend on records: a small multiple of the file's size
-// and a fixed allowance for small files.
-std::size_t limite_record(std::size_t dimensione) { return 8 * dimensione + (std::size_t{4} << 20); }
+// Records a reader may keep: as many as fit in eight times the file's size,
+// and at least 1000 whatever their width, so a small table of short lines
+// is still read. A fixed allowance in records rather than bytes also keeps
+// blank-line floods of the narrow tables small, where the ordered merges
+// would spend time on long runs of equal keys.
+std::size_t limite_righe(std::size_t dimensione, std::size_t larghezza_record) {
+    return std::max<std::size_t>(1000, 8 * dimensione / larghezza_record);
+}
 
 // Checks a file before it is cut into records of `larghezza_record`
 // characters from lines of at most `larghezza_riga`, and returns its number
@@ -36,7 +41,7 @@ std::size_t controlla_file(std::string_view dati, std::size_t larghezza_riga, st
                                             std::to_string(larghezza_riga) +
                                             "): il file non ha il formato atteso");
     });
-    if (righe > limite_record(dati.size()) / larghezza_record)
+    if (righe > limite_righe(dati.size(), larghezza_record))
         throw errore_file(percorso, "troppe righe vuote o corte (" + std::to_string(righe) + " righe in " +
                                         std::to_string(dati.size()) + " byte, righe da " +
                                         std::to_string(larghezza_riga) +

@@ -221,8 +221,8 @@ public:
     // Every reader (tables and update files alike) throws errore_file,
     // before anything changes, for a line with text past its layout or for
     // so many empty or short lines that the records would take more than
-    // eight times the file's size plus 4 MB; shorter lines are accepted
-    // with blank fields.
+    // eight times the file's size (and are more than 1000); shorter lines
+    // are accepted with blank fields.
     void carica_farmaci(const std::string& percorso);
     void carica_notessn(const std::string& percorso);
     void carica_principi_attivi(const std::string& percorso);
