@@ -2,11 +2,12 @@
 # Peak memory of `j8_tabelle aggiorna` on hostile tables and update files,
 # as a multiple of the hostile file's size: a 1 MB file without line ends,
 # 1 MB of LF only, 1 MB of CR LF only, 1 MB of 100 KB lines, 1 MB of
-# one-character lines, and 64 KB of one-character lines (small enough to be
-# accepted by the wider-spread tables: the fixed allowance). Each case is run with the file as the table (the
-# update file empty) and as the update file (the table one valid line).
-# Prints exit status, peak RSS, RSS above the tool's own start-up, and the
-# ratio of that to the file's size.
+# one-character lines, and 1000 one-character lines (accepted: the fixed
+# allowance of 1000 records, whatever the file's size). Each case is run
+# with the file as the table (the update file empty) and as the update file
+# (the table one valid line). Prints exit status, peak RSS, RSS above the
+# tool's own start-up, its ratio to the file's size, and the seconds taken;
+# then the slowest accepted case of the ordered merges.
 #
 #   bash fuzz/misura_memoria.sh [DIRETTORIO_BUILD]
 set -euo pipefail
@@ -28,24 +29,24 @@ casi = {
     "solo_crlf": b"\r\n" * (n // 2),
     "righe_100k": (b"y" * (100 * 1024 - 2) + b"\r\n") * (n // (100 * 1024)),
     "righe_1_carattere": b"z\n" * (n // 2),
-    "brevi_64k": b"z\r\n" * (65536 // 3),
+    "mille_righe_brevi": b"z\r\n" * 1000,
 }
 os.makedirs(d + "/casi")
 for nome, dati in casi.items():
     open(d + "/casi/" + nome, "wb").write(dati)
 PY
 
-picco() {  # runs the tool, prints "status KB"
+picco() {  # runs the tool, prints "status KB seconds"
   local stato=0
-  /usr/bin/time -f "%M" -o "$lav/tempo" "$tool" "$@" >/dev/null 2>"$lav/errore" || stato=$?
+  /usr/bin/time -f "%M %e" -o "$lav/tempo" "$tool" "$@" >/dev/null 2>"$lav/errore" || stato=$?
   echo "$stato $(tail -n 1 "$lav/tempo")"
 }
 
 # Start-up cost: empty tables, empty update.
 mkdir -p "$lav/base"; : >"$lav/base/ditte.faf"
-read -r _ base < <(picco aggiorna "$lav/base" --oggi 20260101 ditte.faf)
+read -r _ base _ < <(picco aggiorna "$lav/base" --oggi 20260101 ditte.faf)
 echo "j8_tabelle a vuoto: $base KB"
-printf '%-20s %-20s %6s %10s %10s %8s\n' caso file esito picco_KB sopra_KB x_file
+printf '%-20s %-20s %6s %10s %10s %8s %8s\n' caso file esito picco_KB sopra_KB x_file secondi
 for t in farmaci notessn principi_attivi atc ditte; do
   for caso in "$lav"/casi/*; do
     nome=$(basename "$caso")
@@ -57,13 +58,23 @@ for t in farmaci notessn principi_attivi atc ditte; do
       else
         printf '000%s\r\n' "1" >"$lav/d/$t.tda"; cp "$caso" "$lav/d/$t.faf"
       fi
-      read -r stato kb < <(picco aggiorna "$lav/d" --oggi 20260101 "$t.faf")
+      read -r stato kb sec < <(picco aggiorna "$lav/d" --oggi 20260101 "$t.faf")
       sopra=$((kb > base ? kb - base : 0))
-      printf '%-20s %-20s %6s %10s %10s %8s\n' "$nome" "$t.$ruolo" "$stato" "$kb" "$sopra" \
-        "$(awk -v s="$sopra" -v d="$dim" 'BEGIN{printf "%.2f", s*1024/d}')"
+      printf '%-20s %-20s %6s %10s %10s %8s %8s\n' "$nome" "$t.$ruolo" "$stato" "$kb" "$sopra" \
+        "$(awk -v s="$sopra" -v d="$dim" 'BEGIN{printf "%.2f", s*1024/d}')" "$sec"
     done
   done
 done
+# The ordered merges' slowest accepted case: a 1 MB ATC table of 70000
+# short lines with one description, 10000 updates with that description and
+# new codes (each scans the whole run of equal keys, as the merge requires).
+rm -rf "$lav/d"; mkdir -p "$lav/d"
+python3 -c "
+import sys
+open(sys.argv[1] + '/atc.tda', 'wb').write((b'000' + b'x' * 8 + b'zz\n') * 70000)
+open(sys.argv[1] + '/atc.faf', 'wb').write(b''.join(b'%08dzz    \n' % i for i in range(10000)))" "$lav/d"
+read -r stato kb sec < <(picco aggiorna "$lav/d" --oggi 20260101 atc.faf)
+echo "atc, 70000 descrizioni uguali + 10000 aggiornamenti: esito $stato, $kb KB, $sec s"
 echo "(esito 2: file rifiutato con un messaggio; esempio:)"
 cp "$lav/casi/solo_lf" "$lav/d/farmaci.tda"; : >"$lav/d/farmaci.faf"
 "$tool" aggiorna "$lav/d" farmaci.faf 2>&1 | sed 's/^/    /' || true
