@@ -96,6 +96,20 @@ const riferimento& corsa_indisturbata() {
 
 bool contiene(const std::string& testo, const std::string& parte) { return testo.find(parte) != std::string::npos; }
 
+// Under the sanitizers a run costs some twenty times more: there each step
+// gets one kind of error, in turn, instead of all three.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool tutti_gli_errori = false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(undefined_behavior_sanitizer)
+constexpr bool tutti_gli_errori = false;
+#else
+constexpr bool tutti_gli_errori = true;
+#endif
+#else
+constexpr bool tutti_gli_errori = true;
+#endif
+
 }  // namespace
 
 // Whichever single file step of a run fails, with whichever error, the run
@@ -111,7 +125,9 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
     const std::vector<std::string> errori = {"disco pieno", "accesso negato", "file non trovato"};
     int interrotte = 0, completate = 0;
     for (std::uint64_t k = 1; k <= atteso.operazioni; ++k) {
-        for (const std::string& errore : errori) {
+        for (std::size_t e = 0; e < errori.size(); ++e) {
+            if (!tutti_gli_errori && e != k % errori.size()) continue;
+            const std::string& errore = errori[e];
             SCOPED_TRACE("operazione " + std::to_string(k) + ", " + errore);
             corsa c;
             c.prepara();
@@ -175,8 +191,9 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
             EXPECT_EQ(c.messaggi().size(), 1u);
         }
     }
-    EXPECT_GT(interrotte, 3 * 40);
-    EXPECT_GT(completate, 3 * 10);
+    const int tipi = tutti_gli_errori ? 3 : 1;
+    EXPECT_GT(interrotte, tipi * 40);
+    EXPECT_GT(completate, tipi * 10);
 }
 
 // The process killed at any file operation of the run (power cut, task
