@@ -113,19 +113,10 @@ TEST_F(impostazioni_rovinate, carattere_di_controllo_in_un_altra_riga_non_ferma_
 }
 
 TEST_F(impostazioni_rovinate, messaggi_per_l_utente) {
-    EXPECT_EQ(spiega_errore_impostazioni(errore_impostazioni("C:\\j8\\a.txt", 7, "troppo corta")),
-              "Il file delle impostazioni C:\\j8\\a.txt \xE8 danneggiato alla riga 7: troppo corta.\r\n"
-              "Chiedere al fornitore del programma una nuova copia del file e metterla al posto di questa.");
-    EXPECT_EQ(spiega_errore_impostazioni(errore_impostazioni_estranee("C:\\j8\\a.txt", 1)),
-              "Il file C:\\j8\\a.txt non contiene impostazioni leggibili: l'unica riga di dati non "
-              "contiene un'impostazione nota. Forse \xE8 cifrato con un'altra chiave o non \xE8 un file di "
-              "impostazioni di j8_bbs.\r\n"
-              "Chiedere al fornitore del programma una nuova copia del file e metterla al posto di questa.");
-    EXPECT_EQ(spiega_errore_impostazioni(errore_file("C:\\j8\\a.txt", "accesso negato")),
-              "Impossibile leggere il file delle impostazioni C:\\j8\\a.txt (accesso negato).\r\n"
-              "Verificare che il file esista, che la sua cartella sia accessibile e che nessun altro "
-              "programma lo tenga aperto.");
-    // The folder is named with its separator whether given with one or not.
+    // The start tests check the full texts; here the wording for one line
+    // and the folder named with its separator however it was given.
+    EXPECT_THAT(spiega_errore_impostazioni(errore_impostazioni_estranee("C:\\j8\\a.txt", 1)),
+                ::testing::HasSubstr("leggibili: l'unica riga di dati non contiene un'impostazione nota."));
     EXPECT_EQ(spiega_impostazioni_mancanti("j8_config.txt", "D:\\prog"),
               spiega_impostazioni_mancanti("j8_config.txt", "D:\\prog\\"));
     EXPECT_THAT(spiega_impostazioni_mancanti("j8_config.txt", "D:\\prog"),
