@@ -302,3 +302,98 @@ TEST_F(aggiornamento_wine, disco_pieno_a_meta_rimette_le_tabelle) {
     EXPECT_TRUE(fs::exists(radice / "da_bbs" / "j8000001.exe"));
     EXPECT_FALSE(fs::exists("c:\\j8\\lavoro_aggiornamento"));
 }
+
+// The run of the test below, in a process of its own so that it can be
+// killed: this same program started with --gtest_filter on this test and
+// --gtest_also_run_disabled_tests, after the parent has prepared the disk.
+TEST_F(aggiornamento_wine, DISABLED_corsa_da_uccidere) {
+    SetCurrentDirectoryW(config.wstring().c_str());
+    direttorio_configurazione = con_barra(config);
+    direttorio_da_bbs = con_barra(radice / "da_bbs");
+    direttorio_archivio = con_barra(radice / "archivio");
+    ultimo_aggiornamento = "j8000000";
+    a_capo = "\r\n";
+    piattaforma_con_guasto p;
+    finestra_aggiornamento finestra(p);
+    finestra.termina = [](int) {};
+    finestra.carica_nascosto();
+    finestra.mostra();
+    finestra.esegui_aggiornamento();
+    // Never reached in time: the parent kills the process first.
+    Sleep(60000);
+}
+
+// The process is killed (TerminateProcess, as the task manager does) once
+// the first package is being copied back into the tables directory. The
+// next start puts the tables back as they were and says so once; then a
+// normal run completes.
+TEST_F(aggiornamento_wine, processo_ucciso_a_meta_tabelle_rimesse_all_avvio) {
+    ASSERT_NO_FATAL_FAILURE(prepara(2));
+    const std::string impostazioni_prima = leggi(config / "j8_bbs_config.txt");
+    const fs::path giornale = "c:\\j8\\ripristino_aggiornamento\\elenco_ripristino.txt";
+
+    wchar_t proprio[MAX_PATH];
+    GetModuleFileNameW(nullptr, proprio, MAX_PATH);
+    std::wstring riga = L"\"" + std::wstring(proprio) +
+                        L"\" --gtest_also_run_disabled_tests "
+                        L"--gtest_filter=aggiornamento_wine.DISABLED_corsa_da_uccidere";
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    ASSERT_TRUE(CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
+    CloseHandle(pi.hThread);
+    // Wait until the journal names a table of the copy-back: from then on
+    // the tables directory is half-updated.
+    bool a_meta = false;
+    for (int i = 0; i < 1200 && !a_meta; ++i) {
+        if (WaitForSingleObject(pi.hProcess, 50) == WAIT_OBJECT_0) break;
+        a_meta = leggi(giornale).find("file=1 atc.tda") != std::string::npos;
+    }
+    TerminateProcess(pi.hProcess, 9);
+    WaitForSingleObject(pi.hProcess, 10000);
+    CloseHandle(pi.hProcess);
+    ASSERT_TRUE(a_meta) << "the run never reached the copy-back";
+    // An extractor the run had started goes with it.
+    for (int i = 0; i < 20; ++i) {
+        HWND h = FindWindowW(nullptr, nullptr);
+        bool chiuse = false;
+        for (; h; h = GetWindow(h, GW_HWNDNEXT)) {
+            wchar_t titolo[256];
+            GetWindowTextW(h, titolo, 256);
+            if (std::wstring(titolo).find(L"WinZip Self-Extractor") == 0) {
+                PostMessageW(h, WM_CLOSE, 0, 0);
+                chiuse = true;
+            }
+        }
+        if (!chiuse) break;
+        Sleep(250);
+    }
+    EXPECT_TRUE(leggi(config / "j8_bbs_config.txt") == impostazioni_prima);
+    EXPECT_TRUE(fs::exists(giornale));
+    EXPECT_FALSE(tabelle_in(radice / "tabelle") == originali);
+
+    // The next start.
+    piattaforma_con_guasto p;
+    finestra_aggiornamento finestra(p);
+    int terminato = -1;
+    finestra.termina = [&](int codice) { terminato = codice; };
+    finestra.carica_nascosto();
+    ASSERT_EQ(terminato, -1);
+    ASSERT_EQ(p.messaggi.size(), 1u);
+    EXPECT_EQ(p.messaggi[0].find("L'aggiornamento precedente si \xE8 interrotto: le tabelle sono state riportate"),
+              0u)
+        << p.messaggi[0];
+    EXPECT_TRUE(tabelle_in(radice / "tabelle") == originali);
+    std::error_code ec;
+    for (const auto& voce : fs::directory_iterator(radice / "tabelle", ec))
+        EXPECT_EQ(voce.path().extension().string(), ".tda") << voce.path().string();
+    EXPECT_FALSE(fs::exists(giornale));
+
+    finestra.mostra();
+    finestra.esegui_aggiornamento();
+    EXPECT_EQ(finestra.form.modello.Label1.caption, "AGGIORNAMENTO COMPLETATO");
+    EXPECT_EQ(p.messaggi.size(), 1u);
+    file_locali file;
+    const auto righe = leggi_impostazioni(file, (config / "j8_bbs_config.txt").string(), 1.0f);
+    EXPECT_EQ(valore_impostazione(righe, "aggiornamento").value_or("?"), "j8000001");
+}
