@@ -64,7 +64,7 @@ private:
         e.controllo = m.controllo;
         e.alt = m.alt;
         if (static_cast<std::size_t>(volte) > eventi_massimi - eventi_.size())
-            errore("oltre " + std::to_string(eventi_massimi) + " tasti");
+            errore("oltre " + std::to_string(eventi_massimi).append(" tasti"));
         for (int i = 0; i < volte; ++i) eventi_.push_back(e);
     }
 
@@ -89,7 +89,7 @@ private:
             if (c == '(') {
                 ++i_;
                 if (++annidamento_ > annidamento_massimo)
-                    errore("oltre " + std::to_string(annidamento_massimo) + " parentesi annidate");
+                    errore("oltre " + std::to_string(annidamento_massimo).append(" parentesi annidate"));
                 gruppo(m, true);
                 --annidamento_;
             } else if (c == '{') {
