@@ -28,6 +28,13 @@ void ignora_errori(const std::function<void()>& passo) {
     }
 }
 
+// An earlier restore that stopped half-way may have set read-only back.
+void sblocca(piattaforma& p, const std::string& percorso) {
+    ignora_errori([&] {
+        if (p.esiste_file(percorso)) p.imposta_solo_archivio(percorso);
+    });
+}
+
 }  // namespace
 
 std::string componi_giornale(const giornale_ripristino& g) {
@@ -101,8 +108,12 @@ bool riporta_tabelle(piattaforma& p, const std::string& copie, const giornale_ri
                 // A file the run never got to change is left alone, so a
                 // tables directory that refuses writes still counts as restored.
                 const bool uguale = p.esiste_file(tabella) && p.leggi_file(tabella) == p.leggi_file(copia);
-                if (!uguale) p.copia_file(copia, tabella);
+                if (!uguale) {
+                    sblocca(p, tabella);
+                    p.copia_file(copia, tabella);
+                }
             } else if (p.esiste_file(tabella)) {
+                sblocca(p, tabella);
                 p.cancella_file(tabella);
             }
         } catch (const errore_file& e) {

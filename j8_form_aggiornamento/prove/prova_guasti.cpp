@@ -291,6 +291,50 @@ TEST(guasti_aggiornamento, ripristino_all_avvio_interrotto_si_riprende) {
     }
 }
 
+// A start that cannot put the tables back (the folder refuses writes) says
+// where the good copy is, keeps it, refuses a new run that would overwrite
+// it, and the start after that finishes the restore.
+TEST(guasti_aggiornamento, ripristino_all_avvio_impossibile_si_ritenta) {
+    const riferimento& atteso = corsa_indisturbata();
+    corsa c;
+    c.prepara();
+    ASSERT_EQ(c.form.Form_Load(), esito_caricamento::pronto);
+    const stato_tabelle prima = c.stato();
+    // Killed late in the run, well into the second package's copy-back.
+    c.p.interrompi_a(c.p.operazioni_file() + atteso.operazioni * 3 / 4);
+    EXPECT_THROW(c.form.esegui_aggiornamento(), interruzione_simulata);
+    c.p.riavvia();
+    ASSERT_FALSE(c.stato() == prima);
+    ASSERT_EQ(c.valore_aggiornamento(), "j8000000");  // not yet committed
+    c.p.regola_guasto = [](const piattaforma_copione::operazione_file& o) -> std::optional<std::string> {
+        if (o.nome == "copia_file" && minuscolo(o.secondo).rfind("c:\\farmacia\\tabelle\\", 0) == 0)
+            return "accesso negato";
+        return std::nullopt;
+    };
+    vista_registrata v;
+    form_aggiornamento bloccato(c.p, v);
+    ASSERT_EQ(bloccato.Form_Load(), esito_caricamento::pronto);
+    ASSERT_EQ(c.messaggi().size(), 1u);
+    const std::string testo = c.messaggi()[0];
+    EXPECT_TRUE(contiene(testo, "non \xE8 stato possibile riportare le tabelle come erano prima (accesso negato: "))
+        << testo;
+    EXPECT_TRUE(contiene(testo, "c:\\j8\\ripristino_aggiornamento\\")) << testo;
+    EXPECT_TRUE(c.giornale_presente());
+    bloccato.esegui_aggiornamento();
+    ASSERT_EQ(c.messaggi().size(), 2u);
+    EXPECT_TRUE(contiene(c.messaggi()[1], "non \xE8 ancora stato ripristinato")) << c.messaggi()[1];
+    EXPECT_TRUE(contiene(c.messaggi()[1], "Le tabelle non sono state modificate")) << c.messaggi()[1];
+    EXPECT_TRUE(c.giornale_presente());
+
+    vista_registrata v2;
+    auto libero = c.riavvia(v2);
+    EXPECT_TRUE(c.stato() == prima);
+    ASSERT_EQ(c.messaggi().size(), 3u);
+    EXPECT_EQ(c.messaggi()[2], messaggio_avvio);
+    libero->esegui_aggiornamento();
+    EXPECT_TRUE(c.stato() == atteso.dopo);
+}
+
 // A journal is taken only whole: any write cut short is refused.
 TEST(giornale_ripristino, solo_intero_e_letto) {
     giornale_ripristino g;
