@@ -34,7 +34,7 @@ const std::map<std::string, std::uint16_t>& nomi_tasti() {
             {"subtract", vk::subtract}, {"multiply", vk::multiply}, {"divide", vk::divide},
         };
         for (int i = 1; i <= 16; ++i)
-            m["f" + std::to_string(i)] = static_cast<std::uint16_t>(vk::f1 + i - 1);
+            m[std::string("f").append(std::to_string(i))] = static_cast<std::uint16_t>(vk::f1 + i - 1);
         return m;
     }();
     return nomi;

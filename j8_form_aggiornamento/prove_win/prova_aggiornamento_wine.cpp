@@ -17,47 +17,15 @@
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
 #include "motore_tabelle/file_locali.hpp"
+#include "piattaforma/prove_win/aiuti_wine.hpp"
 #include "piattaforma/win32/piattaforma_win32.hpp"
+#include "piattaforma/win32/schermata.hpp"
 
 namespace fs = std::filesystem;
 using namespace j8;
+using namespace j8::wine;
 
 namespace {
-
-fs::path cartella_programma() {
-    wchar_t nome[MAX_PATH];
-    GetModuleFileNameW(nullptr, nome, MAX_PATH);
-    return fs::path(nome).parent_path();
-}
-
-std::string leggi(const fs::path& p) {
-    std::ifstream f(p, std::ios::binary);
-    std::ostringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
-
-void scrivi(const fs::path& p, const std::string& testo) {
-    std::ofstream f(p, std::ios::binary);
-    f << testo;
-}
-
-// Runs a program of the build folder and waits for it; its exit status.
-int esegui(const std::wstring& riga_comando) {
-    STARTUPINFOW si{};
-    si.cb = sizeof(si);
-    PROCESS_INFORMATION pi{};
-    std::wstring riga = riga_comando;
-    if (!CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) {
-        return -1;
-    }
-    WaitForSingleObject(pi.hProcess, 120000);
-    DWORD codice = 1;
-    GetExitCodeProcess(pi.hProcess, &codice);
-    CloseHandle(pi.hThread);
-    CloseHandle(pi.hProcess);
-    return static_cast<int>(codice);
-}
 
 // Overwrites (the copy of std::filesystem does not, with this runtime).
 void copia(const fs::path& da, const fs::path& a) {

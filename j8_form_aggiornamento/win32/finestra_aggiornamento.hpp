@@ -55,7 +55,4 @@ private:
 // Windows-1252 bytes to the UTF-16 the window works in.
 std::wstring testo_finestra(const std::string& testo);
 
-// Saves what the window shows as a 24-bit BMP file; false on failure.
-bool salva_schermata(HWND finestra, const std::wstring& percorso);
-
 }  // namespace j8

@@ -16,55 +16,13 @@
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
 #include "motore_tabelle/file_locali.hpp"
+#include "piattaforma/prove_win/aiuti_wine.hpp"
 
 namespace fs = std::filesystem;
 using namespace j8;
+using namespace j8::wine;
 
 namespace {
-
-fs::path cartella_programmi() {
-    wchar_t nome[MAX_PATH];
-    GetModuleFileNameW(nullptr, nome, MAX_PATH);
-    return fs::path(nome).parent_path();
-}
-
-std::string leggi(const fs::path& p) {
-    std::ifstream f(p, std::ios::binary);
-    std::ostringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
-
-void scrivi(const fs::path& p, const std::string& testo) {
-    std::ofstream f(p, std::ios::binary);
-    f << testo;
-}
-
-int esegui(const std::wstring& riga_comando) {
-    STARTUPINFOW si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    std::wstring riga = riga_comando;
-    if (!CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
-        return -1;
-    WaitForSingleObject(pi.hProcess, 120000);
-    DWORD codice = 1;
-    GetExitCodeProcess(pi.hProcess, &codice);
-    CloseHandle(pi.hThread);
-    CloseHandle(pi.hProcess);
-    return int(codice);
-}
-
-std::map<std::string, std::string> contenuto(const fs::path& d) {
-    std::map<std::string, std::string> esito;
-    for (const auto& voce : fs::directory_iterator(d)) {
-        if (!voce.is_regular_file()) continue;
-        std::string nome = voce.path().filename().string();
-        for (char& c : nome) c = char(std::tolower(static_cast<unsigned char>(c)));
-        esito[nome] = leggi(voce.path());
-    }
-    return esito;
-}
 
 std::string con_barra(const fs::path& p) { return p.string() + "\\"; }
 
@@ -105,7 +63,7 @@ std::vector<std::string> aggiornamenti(const fs::path& d, int n) {
 // One workstation and one BBS in a folder of their own.
 class j8_bbs_wine : public ::testing::Test {
 protected:
-    const fs::path bin = cartella_programmi();
+    const fs::path bin = cartella_programma();
     fs::path radice;
     fs::path programma, tabelle, atteso, deposito, origine, archivio, file_bbs, carico_bbs;
 

@@ -1,5 +1,7 @@
 #include "regia.hpp"
 
+#include "piattaforma/win32/schermata.hpp"
+
 #include <cstdio>
 
 namespace j8::regia {
@@ -65,46 +67,12 @@ std::string converti(const std::wstring& w) {
 }  // namespace
 
 bool salva_foto(HWND finestra, const std::wstring& percorso) {
+    // Another program's window: bring it up and let it paint first.
     SetForegroundWindow(finestra);
     BringWindowToTop(finestra);
     RedrawWindow(finestra, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN);
     Sleep(400);
-    RECT r;
-    if (!GetWindowRect(finestra, &r)) return false;
-    const int w = r.right - r.left, h = r.bottom - r.top;
-    if (w <= 0 || h <= 0) return false;
-    HDC schermo = GetDC(nullptr);
-    HDC memoria = CreateCompatibleDC(schermo);
-    HBITMAP bmp = CreateCompatibleBitmap(schermo, w, h);
-    HGDIOBJ vecchio = SelectObject(memoria, bmp);
-    BitBlt(memoria, 0, 0, w, h, schermo, r.left, r.top, SRCCOPY);
-    SelectObject(memoria, vecchio);
-
-    BITMAPINFOHEADER bi{};
-    bi.biSize = sizeof bi;
-    bi.biWidth = w;
-    bi.biHeight = h;
-    bi.biPlanes = 1;
-    bi.biBitCount = 24;
-    bi.biCompression = BI_RGB;
-    const DWORD riga = DWORD((w * 3 + 3) & ~3);
-    std::vector<unsigned char> pixel(size_t(riga) * size_t(h));
-    GetDIBits(memoria, bmp, 0, UINT(h), pixel.data(), reinterpret_cast<BITMAPINFO*>(&bi),
-              DIB_RGB_COLORS);
-    DeleteObject(bmp);
-    DeleteDC(memoria);
-    ReleaseDC(nullptr, schermo);
-
-    BITMAPFILEHEADER bf{};
-    bf.bfType = 0x4D42;
-    bf.bfOffBits = sizeof bf + sizeof bi;
-    bf.bfSize = DWORD(bf.bfOffBits + pixel.size());
-    FILE* f = _wfopen(percorso.c_str(), L"wb");
-    if (!f) return false;
-    fwrite(&bf, sizeof bf, 1, f);
-    fwrite(&bi, sizeof bi, 1, f);
-    fwrite(pixel.data(), 1, pixel.size(), f);
-    return fclose(f) == 0;
+    return salva_schermata(finestra, percorso);
 }
 
 esito_regia segui_j8_bbs(const std::wstring& programma, const std::wstring& argomenti,

@@ -65,8 +65,10 @@ std::vector<std::string_view> chiavi_note() {
 
 // An Italian message on stderr: the texts are Windows-1252, as the
 // program's message boxes want them; elsewhere the terminal wants UTF-8.
-void errore(std::string testo) {
-    for (std::size_t i; (i = testo.find("\r\n")) != std::string::npos;) testo.replace(i, 2, "\n");
+void errore(const std::string& messaggio) {
+    std::string testo;
+    for (std::size_t i = 0; i < messaggio.size(); ++i)
+        if (messaggio[i] != '\r' || i + 1 >= messaggio.size() || messaggio[i + 1] != '\n') testo += messaggio[i];
 #ifndef _WIN32
     std::string utf8;
     for (char c : testo) {

@@ -8,21 +8,13 @@
 #include "j8_form_aggiornamento/manda_tasto.hpp"
 #include "j8_modulo_aggiornamento/finestre.hpp"
 #include "piattaforma/piattaforma_copione.hpp"  // componi_data_ora
+#include "piattaforma/prove_win/aiuti_wine.hpp"
 #include "piattaforma/win32/piattaforma_win32.hpp"
 
 namespace j8 {
 namespace {
 
-// Polls `vero` for up to `secondi`: real windows answer when they can.
-template <class F>
-bool entro(double secondi, F vero) {
-    const ULONGLONG fine = GetTickCount64() + static_cast<ULONGLONG>(secondi * 1000);
-    for (;;) {
-        if (vero()) return true;
-        if (GetTickCount64() > fine) return false;
-        Sleep(50);
-    }
-}
+using wine::entro;
 
 class finestra_vera : public ::testing::Test {
 protected:

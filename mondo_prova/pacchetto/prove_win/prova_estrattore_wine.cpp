@@ -14,6 +14,7 @@
 #include "j8_modulo_aggiornamento/finestre.hpp"
 #include "mondo_prova/pacchetto/archivio_zip.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
+#include "piattaforma/prove_win/aiuti_wine.hpp"
 #include "piattaforma/win32/piattaforma_win32.hpp"
 
 namespace {
@@ -23,12 +24,7 @@ using j8::attendi_secondi;
 using j8::manda_tasto;
 using j8::pacchetto::leggi_tutto;
 using j8::pacchetto::scrivi_tutto;
-
-fs::path cartella_programma() {
-    wchar_t nome[MAX_PATH];
-    GetModuleFileNameW(nullptr, nome, MAX_PATH);
-    return fs::path(nome).parent_path();
-}
+using j8::wine::cartella_programma;
 
 std::string casuali(std::size_t n) {
     std::mt19937 g(42);

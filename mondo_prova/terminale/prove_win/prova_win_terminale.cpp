@@ -4,24 +4,17 @@
 
 #include <gtest/gtest.h>
 
+#include "piattaforma/prove_win/aiuti_wine.hpp"
 #include "piattaforma/win32/piattaforma_win32.hpp"
 
 namespace j8 {
 namespace {
 
+using wine::entro;
+
 const std::string cancella = "{bs}{bs}{bs}{bs}{bs}";
 const std::string menu = "Immetti la tua scelta (T,I,F,E,L,A,P,D,R,Q,? per help, or X per uscire):";
 const std::string email = "E-mail (R,W,M,E,F,S,X per fine, o ? per menu):";
-
-template <class F>
-bool entro(double secondi, F vero) {
-    const ULONGLONG fine = GetTickCount64() + static_cast<ULONGLONG>(secondi * 1000);
-    for (;;) {
-        if (vero()) return true;
-        if (GetTickCount64() > fine) return false;
-        Sleep(50);
-    }
-}
 
 bool finisce(const std::string& s, const std::string& fine) {
     return s.size() >= fine.size() && s.compare(s.size() - fine.size(), fine.size(), fine) == 0;
