@@ -591,7 +591,7 @@ void form_aggiornamento::completa() {
     // complete and only clean-up is left, also after a kill.
     giornale_.nuovo = nome_da_percorso(pacchetto_corrente_);
     scrivi_giornale();
-    riscrivi_impostazioni();
+    const bool registrato = riscrivi_impostazioni();
     chiudi_ripristino();
 
     svuota_e_rimuovi(direttorio_lavoro);
@@ -614,12 +614,24 @@ void form_aggiornamento::completa() {
     ridisegna();
     m.Label3.caption += a_capo + a_capo + "  ------- Aggiornamento Completato -------";
     ridisegna();
+    // The tables are updated, but nothing says so: the next run would not
+    // know where to start. The pharmacist must hear of it now.
+    if (!registrato) {
+        p_.messaggio("Le tabelle sono state aggiornate fino al pacchetto " +
+                         nome_da_percorso(pacchetto_corrente_) + ", ma il file " + direttorio_configurazione +
+                         std::string(file_configurazione_bbs) +
+                         " non contiene la riga \"aggiornamento\": l'ultimo pacchetto applicato non \xE8 "
+                         "stato registrato." + a_capo +
+                         "Chiedere al fornitore del programma una copia aggiornata del file prima del "
+                         "prossimo aggiornamento.",
+                     titolo_form);
+    }
 }
 
-void form_aggiornamento::riscrivi_impostazioni() {
-    riscrivi_impostazione(p_, direttorio_configurazione + std::string(file_configurazione_bbs),
+bool form_aggiornamento::riscrivi_impostazioni() {
+    return riscrivi_impostazione(p_, direttorio_configurazione + std::string(file_configurazione_bbs),
                           "aggiornamento", nome_da_percorso(pacchetto_corrente_),
-                          p_.secondi_da_mezzanotte());
+                          p_.secondi_da_mezzanotte()) > 0;
 }
 
 }  // namespace j8

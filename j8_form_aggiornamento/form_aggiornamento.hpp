@@ -70,7 +70,8 @@ private:
     bool verifica_e_prepara(std::string& prossimo, int& totale);
     void applica_pacchetti(std::string prossimo, int totale);
     void completa();
-    void riscrivi_impostazioni();
+    // False when the settings file has no "aggiornamento" line to change.
+    bool riscrivi_impostazioni();
 
     // Run backup of the tables directory.
     void inizia_ripristino();

@@ -252,6 +252,25 @@ TEST_F(banco_prova, completamento_testi_colori_e_impostazioni) {
     EXPECT_GE(secondi_attesi(), 14.0);
 }
 
+TEST_F(banco_prova, impostazioni_senza_riga_aggiornamento_avvisano_a_fine_corsa) {
+    // Nothing to record the package in: the file stays as it was and the
+    // pharmacist is told, once, after the tables are in place.
+    impostazioni_bbs_iniziali = impostazioni({"telefono=0612345", "utente=x"});
+    p.scrivi_file(file_bbs, impostazioni_bbs_iniziali);
+    metti_pacchetto(0, pacchetto_completo(0));
+    ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
+    form.esegui_aggiornamento();
+
+    EXPECT_EQ(form.modello.Label1.caption, "AGGIORNAMENTO COMPLETATO");
+    EXPECT_TRUE(p.leggi_file(file_bbs) == impostazioni_bbs_iniziali);
+    ASSERT_EQ(messaggi().size(), 1u);
+    EXPECT_EQ(messaggi()[0],
+              "Le tabelle sono state aggiornate fino al pacchetto j8000000, ma il file "
+              "c:\\j8bbs\\j8_bbs_config.txt non contiene la riga \"aggiornamento\": l'ultimo pacchetto "
+              "applicato non \xE8 stato registrato.\r\nChiedere al fornitore del programma una copia "
+              "aggiornata del file prima del prossimo aggiornamento.");
+}
+
 // ------------------------------------------------------------ failures
 
 TEST_F(banco_prova, guasto_nella_ricopia_rimette_le_tabelle_come_prima) {
