@@ -1,5 +1,7 @@
 #include "j8_form_aggiornamento/giornale_ripristino.hpp"
 
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <exception>
 #include <functional>
@@ -75,9 +77,12 @@ std::optional<giornale_ripristino> leggi_giornale(const std::string& testo) {
         } else if (inizia(r, "nuovo=", resto)) {
             g.nuovo = resto;
         } else if (inizia(r, "attributi=", resto)) {
-            if (resto.size() < 10 || resto[8] != ' ') return std::nullopt;
-            g.attributi.emplace_back(resto.substr(9),
-                                     static_cast<std::uint32_t>(std::stoul(resto.substr(0, 8), nullptr, 16)));
+            std::uint32_t a = 0;
+            const char* fine_numero = resto.data() + std::min<std::size_t>(resto.size(), 8);
+            const auto [dopo, esito] = std::from_chars(resto.data(), fine_numero, a, 16);
+            if (esito != std::errc{} || dopo != resto.data() + 8 || resto.size() < 10 || resto[8] != ' ')
+                return std::nullopt;
+            g.attributi.emplace_back(resto.substr(9), a);
         } else if (inizia(r, "file=", resto)) {
             if (resto.size() < 3 || (resto[0] != '0' && resto[0] != '1') || resto[1] != ' ') return std::nullopt;
             g.file.emplace_back(resto.substr(2), resto[0] == '1');
@@ -85,7 +90,8 @@ std::optional<giornale_ripristino> leggi_giornale(const std::string& testo) {
             return std::nullopt;
         }
     }
-    if (!tabelle || !impostazioni || !vecchio || g.tabelle.empty()) return std::nullopt;
+    // An empty tables directory is the current one, as the run used it.
+    if (!tabelle || !impostazioni || !vecchio) return std::nullopt;
     return g;
 }
 
@@ -142,9 +148,15 @@ bool riporta_tabelle(piattaforma& p, const std::string& copie, const giornale_ri
 void elimina_ripristino(piattaforma& p, const std::string& copie) {
     std::string d = copie;
     if (!d.empty() && d.back() == '\\') d.pop_back();
+    const std::string giornale = d + "\\" + nome_giornale;
     ignora_errori([&] {
-        if (p.esiste_file(d + "\\" + nome_giornale)) p.cancella_file(d + "\\" + nome_giornale);
+        if (p.esiste_file(giornale)) p.cancella_file(giornale);
     });
+    // A journal that would not go still names the copies: without them the
+    // next start could not restore, and would refuse every run for good.
+    bool resta = true;
+    ignora_errori([&] { resta = p.esiste_file(giornale); });
+    if (resta) return;
     ignora_errori([&] {
         if (!p.esiste_direttorio(d)) return;
         for (const std::string& nome : p.elenca_file(d, "*.*"))
@@ -154,7 +166,6 @@ void elimina_ripristino(piattaforma& p, const std::string& copie) {
 }
 
 esito_avvio controlla_aggiornamento_interrotto(piattaforma& p) {
-    if (direttorio_archivio.size() < 3) return esito_avvio::nessun_giornale;
     const std::string copie = direttorio_ripristino();
     const std::string percorso = copie + nome_giornale;
     if (!p.esiste_file(percorso)) return esito_avvio::nessun_giornale;

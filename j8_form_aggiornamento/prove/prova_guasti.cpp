@@ -335,6 +335,48 @@ TEST(guasti_aggiornamento, ripristino_all_avvio_impossibile_si_ritenta) {
     EXPECT_TRUE(c.stato() == atteso.dopo);
 }
 
+// A journal the disk will not let go of (an antivirus holding it) still
+// names the copies: they stay, so no start ever finds a journal without
+// its copies and refuses every run for good.
+TEST(guasti_aggiornamento, giornale_che_non_si_cancella_tiene_le_copie) {
+    const riferimento& atteso = corsa_indisturbata();
+    const auto trattenuto = [](const piattaforma_copione::operazione_file& o) -> std::optional<std::string> {
+        if (o.nome == "cancella_file" &&
+            minuscolo(o.percorso) == "c:\\j8\\ripristino_aggiornamento\\elenco_ripristino.txt")
+            return "accesso negato";
+        return std::nullopt;
+    };
+    corsa c;
+    c.prepara();
+    ASSERT_EQ(c.form.Form_Load(), esito_caricamento::pronto);
+    const stato_tabelle prima = c.stato();
+    c.p.regola_guasto = [&](const piattaforma_copione::operazione_file& o) -> std::optional<std::string> {
+        if (o.nome == "copia_file" && minuscolo(o.percorso) == "c:\\j8\\lavoro_aggiornamento\\atc.tda")
+            return "disco pieno";
+        return trattenuto(o);
+    };
+    c.form.esegui_aggiornamento();
+    EXPECT_TRUE(c.stato() == prima);
+    EXPECT_TRUE(c.giornale_presente());
+
+    for (int avvio = 0; avvio < 2; ++avvio) {
+        c.p.riavvia();
+        c.p.regola_guasto = trattenuto;
+        vista_registrata v;
+        form_aggiornamento f(c.p, v);
+        EXPECT_EQ(f.Form_Load(), esito_caricamento::pronto);
+        EXPECT_TRUE(c.stato() == prima);
+    }
+    for (const std::string& m : c.messaggi())
+        EXPECT_FALSE(contiene(m, "non \xE8 stato possibile riportare")) << m;
+
+    vista_registrata v;
+    auto libero = c.riavvia(v);
+    EXPECT_FALSE(c.giornale_presente());
+    libero->esegui_aggiornamento();
+    EXPECT_TRUE(c.stato() == atteso.dopo);
+}
+
 // A journal is taken only whole: any write cut short is refused.
 TEST(giornale_ripristino, solo_intero_e_letto) {
     giornale_ripristino g;
@@ -358,6 +400,15 @@ TEST(giornale_ripristino, solo_intero_e_letto) {
     EXPECT_FALSE(leggi_giornale(testo + "altro\r\n").has_value());
     g.nuovo.reset();
     EXPECT_FALSE(leggi_giornale(componi_giornale(g))->nuovo.has_value());
+    // Whole but damaged attribute lines are refused, not thrown at the start.
+    for (const char* valore : {"0000002G", "-0000021", "0x000021", "21", "000000210"}) {
+        std::string rovinato = testo;
+        rovinato.replace(rovinato.find("00000021 ditte"), 8, valore);
+        EXPECT_FALSE(leggi_giornale(rovinato).has_value()) << valore;
+    }
+    // The tables in the current directory: an empty folder name.
+    g.tabelle.clear();
+    EXPECT_EQ(leggi_giornale(componi_giornale(g))->tabelle, "");
 }
 
 // ------------------------------------------------------------ catalogue
