@@ -95,7 +95,7 @@ std::string cifra_riga(const std::string& testo, std::int64_t numero_riga) {
     for (std::size_t k = 0; k < testo.size(); ++k) {
         auto a = static_cast<unsigned char>(testo[k]);
         if (a != 8 && a < 128) {
-            if (a < 32) throw errore_cifratura(k + 1, a);
+            if (!cifrabile(a)) throw errore_cifratura(k + 1, a);
             if (riga.size() != 96) throw std::logic_error("tabelle del cifrario non preparate");
             cifrato += riga[a - 32];
         } else {

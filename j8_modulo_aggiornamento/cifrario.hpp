@@ -30,7 +30,10 @@ float numero_casuale(float argomento = 1.0f);
 void riavvia_generatore();
 
 // --- the cipher ---------------------------------------------------------
-// A character the cipher cannot take (codes 0 to 7 and 9 to 31).
+// The cipher takes every code but 0 to 7 and 9 to 31.
+inline bool cifrabile(unsigned char codice) { return codice >= 32 || codice == 8; }
+
+// A character the cipher cannot take.
 class errore_cifratura : public std::invalid_argument {
 public:
     errore_cifratura(std::size_t posizione, unsigned char codice);

@@ -12,7 +12,6 @@
 # J8_FUZZ_CORPUS=0 to leave fuzz/corpus untouched (runs on a copy).
 set -euo pipefail
 cd "$(dirname "$0")/.."
-radice=$PWD
 secondi=${1:-60}
 shift || true
 bersagli=("$@")

@@ -133,7 +133,7 @@ int imposta(const std::string& percorso, const std::string& chiave, const std::s
     const std::string riga = chiave + "=" + valore;
     for (std::size_t i = 0; i < riga.size(); ++i) {
         const auto codice = static_cast<unsigned char>(riga[i]);
-        if (codice < 32 && codice != 8) {
+        if (!j8::cifrabile(codice)) {
             errore("la riga \"chiave=valore\" contiene un carattere di controllo (codice " +
                    std::to_string(codice) + " in posizione " + std::to_string(i + 1) +
                    ") che la cifratura non ammette; il file non \xE8 stato modificato");
