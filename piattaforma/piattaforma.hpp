@@ -97,8 +97,8 @@ public:
     // Leaves only the archive attribute (clears read-only, hidden, system).
     virtual void imposta_solo_archivio(const std::string& percorso) = 0;
     // Attribute bits as Windows gives them (read-only 0x01, hidden 0x02,
-    // system 0x04, archive 0x20). Throw errore_file; a platform that cannot
-    // tell says so by throwing.
+    // system 0x04, archive 0x20), only those a program can set back. Throw
+    // errore_file; a platform that cannot tell says so by throwing.
     virtual std::uint32_t attributi_file(const std::string& percorso) {
         throw errore_file(percorso, "attributi non disponibili");
     }

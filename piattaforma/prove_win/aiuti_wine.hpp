@@ -43,8 +43,9 @@ inline void scrivi(const std::filesystem::path& p, const std::string& testo) {
     f << testo;
 }
 
-// Runs a program and waits for it (two minutes at most); its exit status,
-// -1 if it could not start.
+// Runs a program and waits for it; its exit status, -1 if it could not
+// start or was still running after two minutes (then it is ended, so it
+// cannot disturb the tests after it).
 inline int esegui(const std::wstring& riga_comando) {
     STARTUPINFOW si{};
     si.cb = sizeof si;
@@ -52,9 +53,14 @@ inline int esegui(const std::wstring& riga_comando) {
     std::wstring riga = riga_comando;
     if (!CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
         return -1;
-    WaitForSingleObject(pi.hProcess, 120000);
     DWORD codice = 1;
-    GetExitCodeProcess(pi.hProcess, &codice);
+    if (WaitForSingleObject(pi.hProcess, 120000) == WAIT_OBJECT_0) {
+        GetExitCodeProcess(pi.hProcess, &codice);
+    } else {
+        TerminateProcess(pi.hProcess, 1);
+        WaitForSingleObject(pi.hProcess, 10000);
+        codice = static_cast<DWORD>(-1);
+    }
     CloseHandle(pi.hThread);
     CloseHandle(pi.hProcess);
     return static_cast<int>(codice);

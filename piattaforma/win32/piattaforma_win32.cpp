@@ -445,6 +445,9 @@ void piattaforma_win32::scrivi_file(const std::string& percorso, const std::stri
         riuscito = WriteFile(f, contenuto.data() + scritti_tutti, blocco, &scritti, nullptr) && scritti == blocco;
         scritti_tutti += scritti;
     }
+    // On disk before it takes the file's name: after a power cut the file
+    // is the old one or the whole new one, never a name over empty blocks.
+    if (riuscito && !FlushFileBuffers(f)) riuscito = false;
     DWORD errore = riuscito ? 0 : GetLastError();
     if (!CloseHandle(f) && riuscito) {
         riuscito = false;
@@ -493,6 +496,15 @@ void piattaforma_win32::copia_file(const std::string& da, const std::string& a) 
         const DWORD e = GetLastError();
         throw errore_file(e == ERROR_FILE_NOT_FOUND ? da : a, problema_file(e));
     }
+    // The copies are the backup the journal names and the tables the
+    // settings file then vouches for: on disk before the run goes on. A
+    // read-only copy cannot be opened for that and stays in the cache.
+    HANDLE f = CreateFileA(a.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (f != INVALID_HANDLE_VALUE) {
+        FlushFileBuffers(f);
+        CloseHandle(f);
+    }
 }
 
 std::int64_t piattaforma_win32::lunghezza_file(const std::string& percorso) {
@@ -511,15 +523,24 @@ void piattaforma_win32::rimuovi_direttorio(const std::string& percorso) {
     if (!RemoveDirectoryA(percorso.c_str())) fallisce(percorso);
 }
 
+namespace {
+// The attributes a program may set back; the others (compressed, sparse,
+// offline...) SetFileAttributes refuses or ignores.
+constexpr DWORD attributi_impostabili = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN |
+                                        FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_ARCHIVE |
+                                        FILE_ATTRIBUTE_NOT_CONTENT_INDEXED;
+}  // namespace
+
 std::uint32_t piattaforma_win32::attributi_file(const std::string& percorso) {
     const DWORD a = GetFileAttributesA(percorso.c_str());
     if (a == INVALID_FILE_ATTRIBUTES) fallisce(percorso);
-    return a;
+    return a & attributi_impostabili;
 }
 
 void piattaforma_win32::imposta_attributi_file(const std::string& percorso, std::uint32_t attributi) {
-    if (!SetFileAttributesA(percorso.c_str(), attributi & ~DWORD(FILE_ATTRIBUTE_DIRECTORY)))
-        fallisce(percorso);
+    // No attribute at all is written as "normal", as Windows wants it.
+    const DWORD a = attributi & attributi_impostabili;
+    if (!SetFileAttributesA(percorso.c_str(), a ? a : FILE_ATTRIBUTE_NORMAL)) fallisce(percorso);
 }
 
 void piattaforma_win32::imposta_solo_archivio(const std::string& percorso) {
