@@ -78,8 +78,9 @@ TEST_F(impostazioni_rovinate, file_estraneo_solo_se_nessuna_riga_ha_una_chiave_n
 TEST_F(impostazioni_rovinate, riscrittura_di_un_file_senza_la_chiave_non_scrive_nulla) {
     // A foreign file, here with LF line ends: the update run's rewrite of
     // "aggiornamento" finds nothing to change and leaves it byte for byte.
-    std::string estraneo = componi_impostazioni(file, {"colore=blu", "finestra=grande"}, 3.0f);
-    for (std::size_t i; (i = estraneo.find("\r\n")) != std::string::npos;) estraneo.replace(i, 2, "\n");
+    std::string estraneo;
+    for (char c : componi_impostazioni(file, {"colore=blu", "finestra=grande"}, 3.0f))
+        if (c != '\r') estraneo += c;
     p.scrivi_file(file, estraneo);
     scritture.clear();
     EXPECT_EQ(riscrivi_impostazione(p, file, "aggiornamento", "j8000009", 5.0f), 0);
