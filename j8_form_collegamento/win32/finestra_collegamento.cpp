@@ -1,5 +1,6 @@
 #include "finestra_collegamento.hpp"
 
+#include <algorithm>
 #include <exception>
 
 namespace j8 {
@@ -63,7 +64,6 @@ constexpr int larghezza_etichetta = 150;
 constexpr int larghezza_campo = 390;
 constexpr int altezza_riga = 24;
 constexpr int passo_riga = 32;
-constexpr int cima_campi = 48;
 constexpr int larghezza_client = margine * 2 + larghezza_etichetta + larghezza_campo;
 
 }  // namespace
@@ -100,7 +100,7 @@ void finestra_collegamento::crea(HINSTANCE istanza, int mostra) {
     wc.lpszClassName = classe_finestra;
     RegisterClassExW(&wc);
 
-    const int altezza_client = cima_campi + 8 * passo_riga + 96;
+    const int altezza_client = 48 + 8 * passo_riga + 96;  // until the controls are made
     RECT r{0, 0, larghezza_client, altezza_client};
     const DWORD stile = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX;
     AdjustWindowRect(&r, stile, FALSE);
@@ -135,11 +135,20 @@ void finestra_collegamento::crea_controlli() {
         return c;
     };
 
-    HWND avviso = nuovo(L"STATIC", didascalie_collegamento::Label6, SS_LEFT, margine, 14,
-                        larghezza_client - 2 * margine, 24, id_Label6);
+    // The warning wraps as the system's font wants: as tall as it needs.
+    const std::wstring testo_avviso = a_wide(didascalie_collegamento::Label6);
+    RECT misura{0, 0, larghezza_client - 2 * margine, 0};
+    HDC dc = GetDC(hwnd_);
+    HGDIOBJ vecchio = SelectObject(dc, grassetto_);
+    DrawTextW(dc, testo_avviso.c_str(), -1, &misura, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX);
+    SelectObject(dc, vecchio);
+    ReleaseDC(hwnd_, dc);
+    const int altezza_avviso = std::max<int>(misura.bottom, altezza_riga);
+    HWND avviso = nuovo(L"STATIC", didascalie_collegamento::Label6, SS_LEFT | SS_NOPREFIX, margine, 12,
+                        larghezza_client - 2 * margine, altezza_avviso, id_Label6);
     SendMessageW(avviso, WM_SETFONT, WPARAM(grassetto_), TRUE);
 
-    int y = cima_campi;
+    int y = 12 + altezza_avviso + 10;
     for (const riga_campo& c : campi) {
         nuovo(L"STATIC", c.didascalia, SS_LEFT | SS_CENTERIMAGE, margine, y, larghezza_etichetta,
               altezza_riga, -1);
@@ -158,6 +167,12 @@ void finestra_collegamento::crea_controlli() {
           x_pulsanti, y + 2, 170, 28, id_Command1);
     nuovo(L"BUTTON", didascalie_collegamento::Command2, BS_PUSHBUTTON | WS_TABSTOP, x_pulsanti, y + 34,
           170, 28, id_Command2);
+
+    // The window fits what the warning took.
+    RECT r{0, 0, larghezza_client, y + 60 + margine};
+    AdjustWindowRect(&r, DWORD(GetWindowLongPtrW(hwnd_, GWL_STYLE)), FALSE);
+    SetWindowPos(hwnd_, nullptr, 0, 0, r.right - r.left, r.bottom - r.top,
+                 SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
     scrivi_controlli();
 }
 
