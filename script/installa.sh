@@ -2,8 +2,12 @@
 # Installs, from Debian's packages, whatever this machine lacks to build
 # j8_bbs natively and for Windows and to run its tests under Wine.
 set -euo pipefail
-pacchetti=(cmake make g++ googletest libgtest-dev mingw-w64 libz-mingw-w64-dev
-           wine wine64 xvfb x11-utils imagemagick
+# Nothing is taken for granted, not even the compilers: a bare Debian 12
+# (debootstrap minbase) has none of these.
+pacchetti=(ca-certificates coreutils procps time diffutils
+           cmake make g++ googletest libgtest-dev zlib1g-dev
+           mingw-w64 libz-mingw-w64-dev
+           wine wine64 xvfb x11-utils x11-xkb-utils xkb-data imagemagick
            clang libclang-rt-14-dev llvm)
 mancanti=()
 for p in "${pacchetti[@]}"; do
