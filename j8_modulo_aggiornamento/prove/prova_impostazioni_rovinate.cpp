@@ -165,7 +165,8 @@ protected:
 };
 
 TEST_F(strumento_impostazioni, leggi_rifiuta_ogni_file_rovinato_con_un_errore_in_italiano) {
-    const std::string buono = componi_impostazioni("x", {"aggiornamento=j8000003", "userid bbs=a"}, 9.0f);
+    const std::string buono =
+        componi_impostazioni("x", {"aggiornamento=j8000003", "userid bbs=a", "Password BBS=z=et a"}, 9.0f);
     ASSERT_EQ(esegui({"leggi", percorso("manca.txt")}), 2);
     EXPECT_EQ(errori, "j8_impostazioni: Impossibile leggere il file delle impostazioni " + percorso("manca.txt") +
                           " (file non trovato).\nVerificare che il file esista, che la sua cartella sia "
@@ -180,7 +181,7 @@ TEST_F(strumento_impostazioni, leggi_rifiuta_ogni_file_rovinato_con_un_errore_in
         {"vuoto.txt", "", "\xC3\xA8 danneggiato alla riga 1: il file \xC3\xA8 vuoto."},
         {"seme.txt", "abc\r\n" + buono.substr(buono.find("\r\n") + 2),
          "\xC3\xA8 danneggiato alla riga 1: riga di intestazione di 3 caratteri, troppo corta"},
-        {"vuota.txt", buono + "\r\n", "alla riga 33: riga vuota (riga 3 dei dati)"},
+        {"vuota.txt", buono + "\r\n", "alla riga 34: riga vuota (riga 4 dei dati)"},
         {"estraneo.txt", componi_impostazioni("x", {"colore=blu"}, 9.0f), "non contiene impostazioni leggibili"},
     };
     for (const caso& c : casi) {
@@ -196,7 +197,12 @@ TEST_F(strumento_impostazioni, leggi_rifiuta_ogni_file_rovinato_con_un_errore_in
 
     scrivi("buono.txt", buono);
     EXPECT_EQ(esegui({"leggi", percorso("buono.txt")}), 0);
-    EXPECT_EQ(uscita, "aggiornamento=j8000003\nuserid bbs=a\n");
+    // The password only when asked for by name, never its length.
+    EXPECT_EQ(uscita, "aggiornamento=j8000003\nuserid bbs=a\nPassword BBS=********\n");
+    EXPECT_EQ(esegui({"leggi", percorso("buono.txt"), "--mostra-password"}), 0);
+    EXPECT_EQ(uscita, "aggiornamento=j8000003\nuserid bbs=a\nPassword BBS=z=et a\n");
+    EXPECT_EQ(esegui({"leggi", percorso("buono.txt"), "--mostra"}), 2);
+    EXPECT_EQ(uscita, "");
 }
 
 TEST_F(strumento_impostazioni, imposta_non_tocca_un_file_estraneo_ne_accetta_caratteri_di_controllo) {

@@ -1,14 +1,15 @@
 // j8_impostazioni: reads, creates and changes the ciphered settings files
 // ("j8_bbs_config.txt", "j8_config.txt") on the workstation's disk.
 //
-//   j8_impostazioni leggi FILE
+//   j8_impostazioni leggi FILE [--mostra-password]
 //   j8_impostazioni crea FILE [--orologio SECONDI]   (key=value lines on stdin)
 //   j8_impostazioni imposta FILE CHIAVE VALORE
 //
 // Exit status 0 on success, 2 on any error (an Italian explanation on
 // stderr; the file is left as it was). "leggi" and "imposta" refuse a file
 // in which no data line holds a key of either settings file: a foreign
-// file, or one enciphered with another key.
+// file, or one enciphered with another key. "leggi" prints the value of
+// "password bbs" as asterisks unless asked with --mostra-password.
 
 #include <chrono>
 #include <cmath>
@@ -34,7 +35,7 @@ namespace {
 constexpr int esito_errore = 2;
 
 int uso() {
-    std::cerr << "uso: j8_impostazioni leggi FILE | crea FILE [--orologio SECONDI] | "
+    std::cerr << "uso: j8_impostazioni leggi FILE [--mostra-password] | crea FILE [--orologio SECONDI] | "
                  "imposta FILE CHIAVE VALORE\n";
     return esito_errore;
 }
@@ -85,7 +86,7 @@ void errore(const std::string& messaggio) {
     std::cerr << "j8_impostazioni: " << testo << '\n';
 }
 
-int leggi(const std::string& percorso) {
+int leggi(const std::string& percorso, bool mostra_password) {
     j8::file_locali disco;
     if (!disco.esiste_file(percorso)) throw j8::errore_file(percorso, "file non trovato");
     // All lines first: a damaged file prints nothing but the error.
@@ -96,7 +97,11 @@ int leggi(const std::string& percorso) {
                                return true;
                            });
     for (const auto& r : righe) {
-        std::fwrite(r.testo.data(), 1, r.testo.size(), stdout);
+        // The key as the program reads it; what follows "=" is hidden.
+        const std::string testo = r.chiave == "password bbs" && !mostra_password
+                                      ? r.testo.substr(0, r.testo.find('=') + 1) + "********"
+                                      : r.testo;
+        std::fwrite(testo.data(), 1, testo.size(), stdout);
         std::fputc('\n', stdout);
     }
     if (std::fflush(stdout) != 0) {
@@ -160,7 +165,9 @@ int main(int argc, char** argv) {
     std::vector<std::string> argomenti(argv + 1, argv + argc);
     if (argomenti.empty()) return uso();
     try {
-        if (argomenti.size() == 2 && argomenti[0] == "leggi") return leggi(argomenti[1]);
+        if (argomenti[0] == "leggi" &&
+            (argomenti.size() == 2 || (argomenti.size() == 3 && argomenti[2] == "--mostra-password")))
+            return leggi(argomenti[1], argomenti.size() == 3);
         if (argomenti.size() == 4 && argomenti[0] == "imposta")
             return imposta(argomenti[1], argomenti[2], argomenti[3]);
         if (argomenti[0] == "crea" && (argomenti.size() == 2 ||
