@@ -33,6 +33,16 @@ std::string senza_spazi(const std::string& testo) {
     return testo.substr(inizio, testo.find_last_not_of(' ') - inizio + 1);
 }
 
+std::string nascondi_password(std::string testo, const std::string& password) {
+    const std::string cercata = senza_spazi(password);
+    if (cercata.empty()) return testo;
+    const std::string maschera = password_nascosta;
+    for (std::size_t da = testo.find(cercata); da != std::string::npos;
+         da = testo.find(cercata, da + maschera.size()))
+        testo.replace(da, cercata.size(), maschera);
+    return testo;
+}
+
 bool form_collegamento::Form_Load() {
     p_.cambia_direttorio(p_.direttorio_programma());
     // A missing, damaged or foreign settings file: one message, then the

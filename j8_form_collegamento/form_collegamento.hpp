@@ -37,6 +37,10 @@ inline constexpr const char* msg_utente_password = "Utente e Password devono ess
 inline constexpr const char* msg_manca_portante = "Manca la portante";
 inline constexpr const char* titolo_messaggi = "j8_bbs";
 
+// What a text shows in place of the password: always the same length, so
+// not even the password's length is told.
+inline constexpr const char* password_nascosta = "********";
+
 struct timer_form {
     int intervallo;  // milliseconds
     bool abilitato = false;
@@ -73,6 +77,10 @@ public:
 
 // The text without leading and trailing spaces (only spaces, not tabs).
 std::string senza_spazi(const std::string& testo);
+
+// `testo` with every occurrence of the password (trimmed; a blank one
+// hides nothing) written as password_nascosta.
+std::string nascondi_password(std::string testo, const std::string& password);
 
 enum class fine_sessione {
     in_corso,        // Timer1 has not ticked yet

@@ -153,7 +153,14 @@ void form_collegamento::modem_e_accesso() {
     if (verifica(risposta("atdt" + senza_spazi(modello.telefono) + "{enter}", "Altrimenti batti \"new\":", "BUSY")) == 2)
         throw portante_persa{};
     verifica(risposta(cancella + modello.utente + "{enter}", "Immetti la password:"));
-    verifica(risposta(modello.password + "{enter}", menu_principale));
+    try {
+        verifica(risposta(modello.password + "{enter}", menu_principale));
+    } catch (const errore_tasti&) {
+        // The parser's text quotes the batch and pieces of it: the
+        // password is told by its place alone, and only as asterisks.
+        throw errore_tasti(std::string("Sequenza di tasti non valida nella password: \"") +
+                           password_nascosta + "{enter}\"");
+    }
 }
 
 void form_collegamento::posta_e_scarico() {
@@ -231,12 +238,11 @@ void form_collegamento::Timer1_Timer() {
             modem_e_accesso();
         }
         posta_e_scarico();
+        uscita_e_aggiornamento();  // its first two steps can lose the carrier too
     } catch (const portante_persa&) {
         manca_portante();
         esito = fine_sessione::manca_portante;
-        return;
     }
-    uscita_e_aggiornamento();
 }
 
 }  // namespace j8

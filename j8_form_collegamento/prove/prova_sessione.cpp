@@ -2,6 +2,7 @@
 // them, the mailbox cases, and the hand-over to the update.
 
 #include <algorithm>
+#include <functional>
 
 #include "j8_form_collegamento/prove/banco_sessione.hpp"
 
@@ -99,11 +100,12 @@ TEST_F(sessione, linea_occupata_finisce_con_manca_la_portante_senza_richiamare) 
 }
 
 TEST_F(sessione, portante_persa_a_ogni_passo_ferma_la_sessione) {
-    for (const char* passo : {"accesso", "password", "menu", "posta", "lettura", "messaggio", "scarico"}) {
+    for (const std::string& passo : passi_bbs()) {
         SCOPED_TRACE(passo);
         scenario s = scenario_base();
         s.portante_persa = passo;
         prepara(s);
+        copione.scrivi_file("c:\\j8\\A_BBS\\ordine.txt", "ordine");  // the upload is a step too
         aggiornamento.chiamate.clear();
         sessione_completa(0);
         EXPECT_THAT(p->messaggi, ElementsAre(msg_manca_portante));
@@ -144,6 +146,70 @@ TEST_F(sessione, messaggio_senza_file_non_chiede_lo_scarico_ma_il_seguente_si) {
     EXPECT_FALSE(copione.esiste_file("c:\\j8\\DA_BBS\\j8000001.exe"));
     EXPECT_TRUE(copione.esiste_file("c:\\j8\\DA_BBS\\j8000002.exe"));
     EXPECT_EQ(form->esito, fine_sessione::aggiornamento);
+}
+
+// Every way a session ends, with a password that stands out: no message,
+// error text or file left on the disk holds it.
+TEST_F(sessione, nessun_messaggio_errore_o_file_mostra_la_password) {
+    const std::string segreto = "Segreto-7Q";
+    const std::string rifiutata = "Q~7(%)+{^}z[";  // not valid keystroke notation
+    struct caso {
+        std::string nome;
+        std::string password;
+        std::function<void(scenario&)> bbs;
+        std::string impostazione;  // replaces the standard line with its key
+    };
+    std::vector<caso> casi = {
+        {"completa", segreto, {}, ""},
+        {"occupata", segreto, [](scenario& s) { s.stato_linea = linea::occupata; }, ""},
+        {"muta", segreto, [](scenario& s) { s.stato_linea = linea::muta; }, ""},
+        {"bbs_rifiuta", segreto, [](scenario& s) { s.password = "altra"; }, ""},
+        {"notazione", rifiutata, {}, ""},
+        {"deposito", segreto, {}, "direttorio da bbs=c:\\manca\\"},
+        {"utente", segreto, {}, "userid bbs=  "},
+        {"terminale", segreto, {}, "direttorio hyperterminal=c:\\manca.exe"},
+    };
+    for (const std::string& passo : passi_bbs())
+        casi.push_back({passo, segreto, [passo](scenario& s) { s.portante_persa = passo; }, ""});
+
+    std::vector<std::string> visti;  // every text the cases showed
+    for (const caso& c : casi) {
+        SCOPED_TRACE(c.nome);
+        scenario s = scenario_base();
+        s.password = c.password;
+        if (c.bbs) c.bbs(s);
+        prepara(s);
+        copione.scrivi_file("c:\\j8\\A_BBS\\ordine.txt", "ordine");  // every step is reached
+        p->secondi_massimi = 3600;
+        std::vector<std::string> righe = impostazioni_standard(0);
+        for (std::string& r : righe) {
+            if (r.rfind("password bbs=", 0) == 0) r = "password bbs=" + c.password;
+            if (!c.impostazione.empty() && r.substr(0, r.find('=')) == c.impostazione.substr(0, c.impostazione.find('=')))
+                r = c.impostazione;
+        }
+        std::vector<std::string> testi;
+        try {
+            carica(righe);
+            form->Command1_Click();
+            if (form->modello.Timer1.abilitato) form->Timer1_Timer();
+        } catch (const errore_tasti& e) {
+            EXPECT_THAT(e.what(), ::testing::HasSubstr(std::string(password_nascosta) + "{enter}"));
+            testi.push_back(e.what());
+        } catch (const std::exception& e) {
+            testi.push_back(e.what());
+        }
+        testi.insert(testi.end(), p->messaggi.begin(), p->messaggi.end());
+        for (const std::string& f : copione.tutti_i_file()) testi.push_back(copione.leggi_file(f));
+        for (const std::string& t : testi) EXPECT_EQ(t.find(c.password), std::string::npos) << t;
+        visti.insert(visti.end(), testi.begin(), testi.end());
+    }
+    // The walk did meet each kind of text.
+    for (const std::string& atteso : {std::string(msg_manca_portante), std::string(msg_deposito_non_valido),
+                                     std::string(msg_utente_password), std::string("c:\\manca.exe"),
+                                     std::string("sessione bloccata")})
+        EXPECT_TRUE(std::any_of(visti.begin(), visti.end(),
+                                [&](const std::string& t) { return t.find(atteso) != std::string::npos; }))
+            << atteso;
 }
 
 TEST_F(sessione, un_prompt_che_non_arriva_mai_tiene_la_sessione_in_attesa) {

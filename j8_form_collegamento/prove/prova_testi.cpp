@@ -1,4 +1,4 @@
-// Text helpers of the session: trailing line ends and trimming.
+// Text helpers of the session: trailing line ends, trimming, the hidden password.
 
 #include <gtest/gtest.h>
 
@@ -24,6 +24,13 @@ TEST(senza_spazi, toglie_solo_gli_spazi_ai_lati) {
     EXPECT_EQ(senza_spazi(""), "");
     EXPECT_EQ(senza_spazi(" a b "), "a b");
     EXPECT_EQ(senza_spazi("\tzeta"), "\tzeta");
+}
+
+TEST(nascondi_password, ogni_occorrenza_diventa_asterischi_di_lunghezza_fissa) {
+    EXPECT_EQ(nascondi_password("a zeta, zetazeta.", " zeta "), "a ********, ****************.");
+    EXPECT_EQ(nascondi_password("x**y", "*"), "x****************y");  // the mask holds it
+    EXPECT_EQ(nascondi_password("a  b", "  "), "a  b");  // a blank password hides nothing
+    EXPECT_EQ(nascondi_password("", "zeta"), "");
 }
 
 }  // namespace

@@ -24,6 +24,7 @@ enum id_controllo : int {
     id_Command1,
     id_Command2,
     id_Label6,
+    id_mostra_password,
     id_Timer1 = 1,
 };
 
@@ -65,6 +66,10 @@ constexpr int larghezza_campo = 390;
 constexpr int altezza_riga = 24;
 constexpr int passo_riga = 32;
 constexpr int larghezza_client = margine * 2 + larghezza_etichetta + larghezza_campo;
+constexpr int larghezza_mostra = 80;  // the "Mostra" box beside the password
+
+// The password box hides its text behind bullets.
+constexpr WPARAM pallino = 0x25CF;
 
 }  // namespace
 
@@ -152,8 +157,18 @@ void finestra_collegamento::crea_controlli() {
     for (const riga_campo& c : campi) {
         nuovo(L"STATIC", c.didascalia, SS_LEFT | SS_CENTERIMAGE, margine, y, larghezza_etichetta,
               altezza_riga, -1);
-        nuovo(L"EDIT", "", ES_AUTOHSCROLL | WS_TABSTOP, margine + larghezza_etichetta, y,
-              larghezza_campo, altezza_riga, c.id, WS_EX_CLIENTEDGE);
+        const bool password = c.id == id_password;
+        HWND campo = nuovo(L"EDIT", "", ES_AUTOHSCROLL | WS_TABSTOP | (password ? ES_PASSWORD : 0),
+                           margine + larghezza_etichetta, y,
+                           larghezza_campo - (password ? larghezza_mostra + 8 : 0), altezza_riga, c.id,
+                           WS_EX_CLIENTEDGE);
+        if (password) {
+            SendMessageW(campo, EM_SETPASSWORDCHAR, pallino, 0);
+            // Unticked at every start: nothing keeps its state.
+            nuovo(L"BUTTON", "Mostra", BS_AUTOCHECKBOX | WS_TABSTOP,
+                  larghezza_client - margine - larghezza_mostra, y, larghezza_mostra, altezza_riga,
+                  id_mostra_password);
+        }
         y += passo_riga;
     }
     y += 8;
@@ -216,7 +231,11 @@ void finestra_collegamento::evento(F&& f) {
     } catch (const std::exception& e) {
         // Anything the form does not handle stops the program with a
         // report, as a run-time error would.
-        MessageBoxW(hwnd_, a_wide(std::string("Errore di esecuzione:\n") + e.what()).c_str(),
+        // Whatever the error quotes, the password is never shown.
+        MessageBoxW(hwnd_,
+                    a_wide(std::string("Errore di esecuzione:\n") +
+                           nascondi_password(e.what(), form_.modello.password))
+                        .c_str(),
                     L"j8_bbs", MB_OK | MB_ICONERROR);
         termina_programma(1);
     }
@@ -250,6 +269,13 @@ LRESULT finestra_collegamento::messaggio(UINT msg, WPARAM wp, LPARAM lp) {
             }
             if (HIWORD(wp) == BN_CLICKED && LOWORD(wp) == id_Command2) {
                 evento([this] { form_.Command2_Click(); });
+                return 0;
+            }
+            if (HIWORD(wp) == BN_CLICKED && LOWORD(wp) == id_mostra_password) {
+                // Not a form event: it works even while the session runs.
+                const bool mostra = IsDlgButtonChecked(hwnd_, id_mostra_password) == BST_CHECKED;
+                SendMessageW(controllo(id_password), EM_SETPASSWORDCHAR, mostra ? 0 : pallino, 0);
+                InvalidateRect(controllo(id_password), nullptr, TRUE);
                 return 0;
             }
             break;
