@@ -256,6 +256,31 @@ TEST_F(j8_bbs_wine, chiudere_il_form_durante_un_attesa_senza_fine_termina_il_pro
     EXPECT_EQ(WaitForSingleObject(pi.hProcess, 35000), DWORD(WAIT_TIMEOUT));
     const auto form = finestre_di_classe("j8_form_collegamento");
     ASSERT_EQ(form.size(), 1u);
+
+    // The password box shows bullets; "Mostra", unticked, shows the text
+    // while ticked, even during the session.
+    std::vector<HWND> figli;
+    EnumChildWindows(
+        form[0], [](HWND h, LPARAM lp) { return reinterpret_cast<std::vector<HWND>*>(lp)->push_back(h), TRUE; },
+        LPARAM(&figli));
+    HWND password = nullptr, mostra = nullptr;
+    int nascosti = 0;
+    for (HWND f : figli) {
+        char classe[64], testo[64];
+        GetClassNameA(f, classe, sizeof classe);
+        GetWindowTextA(f, testo, sizeof testo);
+        if (_stricmp(classe, "Edit") == 0 && (GetWindowLongW(f, GWL_STYLE) & ES_PASSWORD)) password = f, ++nascosti;
+        if (_stricmp(classe, "Button") == 0 && std::string(testo) == "Mostra") mostra = f;
+    }
+    ASSERT_EQ(nascosti, 1);
+    ASSERT_TRUE(mostra);
+    EXPECT_EQ(SendMessageW(password, EM_GETPASSWORDCHAR, 0, 0), 0x25CF);
+    EXPECT_EQ(SendMessageW(mostra, BM_GETCHECK, 0, 0), BST_UNCHECKED);
+    SendMessageW(mostra, BM_CLICK, 0, 0);
+    EXPECT_EQ(GetWindowLongW(password, GWL_STYLE) & ES_PASSWORD, 0);
+    SendMessageW(mostra, BM_CLICK, 0, 0);
+    EXPECT_NE(GetWindowLongW(password, GWL_STYLE) & ES_PASSWORD, 0);
+
     PostMessageW(form[0], WM_CLOSE, 0, 0);
     EXPECT_EQ(WaitForSingleObject(pi.hProcess, 10000), DWORD(WAIT_OBJECT_0));
     TerminateProcess(pi.hProcess, 1);
