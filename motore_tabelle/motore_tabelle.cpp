@@ -164,9 +164,10 @@ enum class tipo_ordinata { principi_attivi, atc, ditte };
 // scan that either replaces a record whose key and second field match or
 // finds the insertion place.
 template <std::size_t W>
-void fondi_ordinata(std::vector<riga_fissa<W>>& tab, std::vector<riga_fissa<W>>& variazioni, campo k_campo,
+conteggio_variazioni fondi_ordinata(std::vector<riga_fissa<W>>& tab, std::vector<riga_fissa<W>>& variazioni, campo k_campo,
                     campo s_campo, tipo_ordinata tipo, avanzamento& av) {
     const bool principi = tipo == tipo_ordinata::principi_attivi;
+    conteggio_variazioni conta;
     const std::size_t n = variazioni.size();
     for (std::size_t i = 1; i <= n; ++i) {
         av.valore_barra(100.0f * static_cast<float>(i) / static_cast<float>(n));
@@ -233,8 +234,12 @@ void fondi_ordinata(std::vector<riga_fissa<W>>& tab, std::vector<riga_fissa<W>>&
             riga_fissa<W> nuovo = u;
             nuovo.imposta(campo{1, 3}, "000");
             tab.insert(tab.begin() + (posizione - 1), nuovo);
+            ++conta.aggiunte;
+        } else {
+            ++conta.sostituite;
         }
     }
+    return conta;
 }
 
 }  // namespace
@@ -322,7 +327,8 @@ std::int32_t motore_tabelle::cerca_codice(std::string_view codice) const {
     return -1;
 }
 
-void motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file) {
+conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file) {
+    conteggio_variazioni conta;
     std::vector<record_variazione_farmaco> variazioni;
     {
         std::string dati = file_.leggi_file(direttorio + nome_file);
@@ -342,6 +348,7 @@ void motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::
             if (p < 1 || static_cast<std::size_t>(p) > tabella_farmaci.size())
                 throw std::out_of_range("indice dei codici non allineato alla tabella farmaci");
             record_farmaco& r = tabella_farmaci[static_cast<std::size_t>(p - 1)];
+            const bool era_cancellato = r.c[0] == 'C';
             // codice .. data: the update's first 90 characters.
             std::memcpy(r.dati(farmaco::codice), v.c.data(), 90);
             std::string_view d = r[farmaco::data];
@@ -351,6 +358,7 @@ void motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::
             imposta_stato(r, !togli_spazi(r[farmaco::campo_12]).empty());
             r.imposta(farmaco::campo_14, v[variazione_farmaco::campo_14]);
             if (maiuscola(v[variazione_farmaco::tipo_variazione][0]) == 'G') r.c[2] = 'A';
+            ++(r.c[0] == 'C' && !era_cancellato ? conta.rimosse : conta.sostituite);
         } else {
             std::string codice(v[variazione_farmaco::codice]);
             auto [it, nuovo] = posto_nuovo.try_emplace(codice, nuovi.size());
@@ -362,6 +370,7 @@ void motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::
     }
     std::vector<record_variazione_farmaco>().swap(variazioni);
 
+    conta.aggiunte = static_cast<std::int64_t>(nuovi.size());
     tabella_farmaci.reserve(tabella_farmaci.size() + nuovi.size());
     for (const auto& v : nuovi) {
         record_farmaco& r = tabella_farmaci.emplace_back();
@@ -427,6 +436,7 @@ void motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::
             k = da;
         }
     }
+    return conta;
 }
 
 void motore_tabelle::elimina_doppi_farmaci(const std::string& direttorio) {
@@ -480,7 +490,8 @@ void motore_tabelle::crea_secondario(const std::string& direttorio) {
 
 // ---------------------------------------------------------------- side tables
 
-void motore_tabelle::aggiorna_notessn(const std::string& direttorio, const std::string& nome_file) {
+conteggio_variazioni motore_tabelle::aggiorna_notessn(const std::string& direttorio, const std::string& nome_file) {
+    conteggio_variazioni conta;
     std::vector<record_nota> variazioni =
         leggi_variazioni<nota::larghezza>(file_.leggi_file(direttorio + nome_file), direttorio + nome_file);
     for (auto& u : variazioni) u.imposta(nota::testo, std::string(togli_spazi(u[nota::testo])));
@@ -493,8 +504,10 @@ void motore_tabelle::aggiorna_notessn(const std::string& direttorio, const std::
                                     [&](const record_nota& t) { return t[nota::codice] == u[nota::codice]; });
         if (trovato != tabella_notessn.end()) {
             std::memcpy(trovato->dati(nota::codice), u.dati(nota::codice), nota::larghezza - 3);
+            ++conta.sostituite;
         } else {
             tabella_notessn.push_back(u);
+            ++conta.aggiunte;
         }
     }
     av_.barra_visibile(false);
@@ -508,42 +521,49 @@ void motore_tabelle::aggiorna_notessn(const std::string& direttorio, const std::
         testo.append(a_capo);
     }
     file_.scrivi_file(direttorio + "notessn.tda", testo);
+    return conta;
 }
 
-void motore_tabelle::aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file) {
+conteggio_variazioni motore_tabelle::aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file) {
     auto variazioni = leggi_variazioni<principio_attivo::larghezza>(file_.leggi_file(direttorio + nome_file), direttorio + nome_file);
     av_.barra_visibile(true);
-    fondi_ordinata(tabella_principi_attivi, variazioni, principio_attivo::descrizione, principio_attivo::codice,
+    conteggio_variazioni conta = fondi_ordinata(tabella_principi_attivi, variazioni, principio_attivo::descrizione, principio_attivo::codice,
                    tipo_ordinata::principi_attivi, av_);
     av_.barra_visibile(false);
     av_.valore_barra(0);
     file_.scrivi_file(direttorio + "principi_attivi.tda", testo_principi_attivi());
+    return conta;
 }
 
-void motore_tabelle::aggiorna_atc(const std::string& direttorio, const std::string& nome_file) {
+conteggio_variazioni motore_tabelle::aggiorna_atc(const std::string& direttorio, const std::string& nome_file) {
     auto variazioni = leggi_variazioni<classe_atc::larghezza>(file_.leggi_file(direttorio + nome_file), direttorio + nome_file);
     av_.barra_visibile(true);
-    fondi_ordinata(tabella_atc, variazioni, classe_atc::descrizione, classe_atc::codice, tipo_ordinata::atc, av_);
+    conteggio_variazioni conta = fondi_ordinata(tabella_atc, variazioni, classe_atc::descrizione, classe_atc::codice, tipo_ordinata::atc, av_);
     av_.barra_visibile(false);
     av_.valore_barra(0);
     file_.scrivi_file(direttorio + "atc.tda", testo_atc());
+    return conta;
 }
 
-void motore_tabelle::aggiorna_ditte(const std::string& direttorio, const std::string& nome_file) {
+conteggio_variazioni motore_tabelle::aggiorna_ditte(const std::string& direttorio, const std::string& nome_file) {
     auto variazioni = leggi_variazioni<ditta::larghezza>(file_.leggi_file(direttorio + nome_file), direttorio + nome_file);
     av_.barra_visibile(true);
-    fondi_ordinata(tabella_ditte, variazioni, ditta::codice, ditta::descrizione, tipo_ordinata::ditte, av_);
+    conteggio_variazioni conta = fondi_ordinata(tabella_ditte, variazioni, ditta::codice, ditta::descrizione, tipo_ordinata::ditte, av_);
     av_.barra_visibile(false);
     av_.valore_barra(0);
     // Of a run of records with the same code only the first is written.
     std::string testo;
     testo.reserve(tabella_ditte.size() * (ditta::larghezza + 2));
     for (std::size_t k = 0; k < tabella_ditte.size(); ++k) {
-        if (k > 0 && tabella_ditte[k][ditta::codice] == tabella_ditte[k - 1][ditta::codice]) continue;
+        if (k > 0 && tabella_ditte[k][ditta::codice] == tabella_ditte[k - 1][ditta::codice]) {
+            ++conta.rimosse;
+            continue;
+        }
         testo.append(tabella_ditte[k].riga());
         testo.append(a_capo);
     }
     file_.scrivi_file(direttorio + "ditte.tda", testo);
+    return conta;
 }
 
 bool motore_tabelle::e_file_aggiornamento(std::string_view nome_file) {
@@ -554,22 +574,25 @@ bool motore_tabelle::e_file_aggiornamento(std::string_view nome_file) {
            n == "ditte.faf";
 }
 
-bool motore_tabelle::applica_aggiornamento(const std::string& direttorio, const std::string& nome_file) {
+bool motore_tabelle::applica_aggiornamento(const std::string& direttorio, const std::string& nome_file,
+                                           conteggio_variazioni* conteggio) {
     std::string n(nome_file);
     for (char& c : n)
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    conteggio_variazioni conta;
     if (n == "farmaci.faf")
-        aggiorna_farmaci(direttorio, nome_file);
+        conta = aggiorna_farmaci(direttorio, nome_file);
     else if (n == "notessn.faf")
-        aggiorna_notessn(direttorio, nome_file);
+        conta = aggiorna_notessn(direttorio, nome_file);
     else if (n == "principi_attivi.faf")
-        aggiorna_principi_attivi(direttorio, nome_file);
+        conta = aggiorna_principi_attivi(direttorio, nome_file);
     else if (n == "atc.faf")
-        aggiorna_atc(direttorio, nome_file);
+        conta = aggiorna_atc(direttorio, nome_file);
     else if (n == "ditte.faf")
-        aggiorna_ditte(direttorio, nome_file);
+        conta = aggiorna_ditte(direttorio, nome_file);
     else
         return false;
+    if (conteggio) *conteggio = conta;
     return true;
 }
 

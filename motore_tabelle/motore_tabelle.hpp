@@ -196,6 +196,15 @@ void ShellSortAny(std::span<T> righe, bool discendente, Maggiore maggiore, avanz
 
 // ---------------------------------------------------------------- engine
 
+// What one merge did to its table's lines. "sostituite" counts update lines
+// applied to an existing record; "rimosse" counts lines that leave the table
+// file: a drug the update marks cancelled (its status turns to "C", the line
+// stays but the drug is gone for the pharmacy) and a company line dropped at
+// writing as a repeat of the code before it.
+struct conteggio_variazioni {
+    std::int64_t aggiunte = 0, sostituite = 0, rimosse = 0;
+};
+
 class motore_tabelle {
 public:
     // Today's date as yyyymmdd.
@@ -233,14 +242,15 @@ public:
 
     // The merges: read `direttorio` + `nome_file`, change the table in
     // memory, write the table file into `direttorio`.
-    void aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file);
-    void aggiorna_notessn(const std::string& direttorio, const std::string& nome_file);
-    void aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file);
-    void aggiorna_atc(const std::string& direttorio, const std::string& nome_file);
-    void aggiorna_ditte(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_notessn(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_atc(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_ditte(const std::string& direttorio, const std::string& nome_file);
     // Calls the merge that `nome_file` (lower-cased) names; false when it is
-    // not one of the five update files.
-    bool applica_aggiornamento(const std::string& direttorio, const std::string& nome_file);
+    // not one of the five update files. Fills `conteggio` when given.
+    bool applica_aggiornamento(const std::string& direttorio, const std::string& nome_file,
+                               conteggio_variazioni* conteggio = nullptr);
     // True for "farmaci.faf", "notessn.faf", ... in any letter case.
     static bool e_file_aggiornamento(std::string_view nome_file);
 
