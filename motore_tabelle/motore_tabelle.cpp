@@ -14,47 +14,12 @@ namespace {
 
 constexpr std::string_view a_capo = "\r\n";
 
-// Records a reader may keep: as many as fit in eight times the file's size,
-// and at least 1000 whatever their width, so a small table of short lines
-// is still read. A fixed allowance in records rather than bytes also keeps
-// blank-line floods of the narrow tables small, where the ordered merges
-// would spend time on long runs of equal keys.
-std::size_t limite_righe(std::size_t dimensione, std::size_t larghezza_record) {
-    return std::max<std::size_t>(1000, 8 * dimensione / larghezza_record);
-}
-
-// Checks a file before it is cut into records of `larghezza_record`
-// characters from lines of at most `larghezza_riga`, and returns its number
-// of lines. Short lines stay accepted (blank fields, as the legacy program
-// read them) and blanks past the layout are dropped, but a line with text
-// past the layout would lose that text when the table is written back, and
-// a file of many empty or very short lines would take far more memory than
-// its size: both are refused, naming the file, before anything changes.
-std::size_t controlla_file(std::string_view dati, std::size_t larghezza_riga, std::size_t larghezza_record,
-                           const std::string& percorso) {
-    std::size_t righe = 0;
-    per_ogni_riga(dati, [&](std::string_view r) {
-        ++righe;
-        if (r.size() > larghezza_riga && r.find_first_not_of(' ', larghezza_riga) != std::string_view::npos)
-            throw errore_file(percorso, "riga " + std::to_string(righe) + " troppo lunga (" +
-                                            std::to_string(r.size()) + " caratteri, al massimo " +
-                                            std::to_string(larghezza_riga) +
-                                            "): il file non ha il formato atteso");
-    });
-    if (righe > limite_righe(dati.size(), larghezza_record))
-        throw errore_file(percorso, "troppe righe vuote o corte (" + std::to_string(righe) + " righe in " +
-                                        std::to_string(dati.size()) + " byte, righe da " +
-                                        std::to_string(larghezza_riga) +
-                                        " caratteri): il file non ha il formato atteso");
-    return righe;
-}
-
 // The record of an update file laid out as its table record with a blank
 // `stato`: the side-table update files are the table lines without it.
 template <std::size_t W>
-std::vector<riga_fissa<W>> leggi_variazioni(std::string_view dati, const std::string& percorso) {
+std::vector<riga_fissa<W>> leggi_variazioni(std::string_view dati, const std::string& /*percorso*/) {
     std::vector<riga_fissa<W>> v;
-    v.reserve(controlla_file(dati, W - 3, W, percorso));
+    v.reserve(conta_righe(dati));
     per_ogni_riga(dati, [&](std::string_view r) {
         riga_fissa<W>& rec = v.emplace_back();
         std::size_t n = std::min(r.size(), W - 3);
@@ -68,10 +33,10 @@ std::vector<riga_fissa<W>> leggi_variazioni(std::string_view dati, const std::st
 std::size_t riserva_farmaci(std::size_t righe) { return righe + righe / 32 + 64; }
 
 template <std::size_t W>
-std::vector<riga_fissa<W>> leggi_tabella(std::string_view dati, const std::string& percorso,
+std::vector<riga_fissa<W>> leggi_tabella(std::string_view dati, const std::string& /*percorso*/,
                                          std::size_t (*capacita)(std::size_t) = nullptr) {
     std::vector<riga_fissa<W>> v;
-    std::size_t righe = controlla_file(dati, W, W, percorso);
+    std::size_t righe = conta_righe(dati);
     v.reserve(capacita ? capacita(righe) : righe);
     per_ogni_riga(dati, [&](std::string_view r) { v.emplace_back(r); });
     return v;
@@ -450,6 +415,8 @@ void motore_tabelle::elimina_doppi_farmaci(const std::string& direttorio) {
         return da >= r.size() ? std::string_view() : r.substr(da, quanti);
     };
     per_ogni_riga(dati, [&](std::string_view r) {
+        // Text past the layout is dropped here too.
+        r = r.substr(0, std::min(r.size(), farmaco::larghezza));
         std::string_view codice = pezzo(r, 3, 9), nome = pezzo(r, 12, 30);
         if (!(codice == codice_prec && nome == nome_prec)) {
             uscita.append(r);

@@ -227,11 +227,8 @@ public:
     // 100 x its size / total size. Visibility of the bar is the caller's.
     void carica_tabelle(const std::string& direttorio);
     // Single tables, from a full path; a missing file gives an empty table.
-    // Every reader (tables and update files alike) throws errore_file,
-    // before anything changes, for a line with text past its layout or for
-    // so many empty or short lines that the records would take more than
-    // eight times the file's size (and are more than 1000); shorter lines
-    // are accepted with blank fields.
+    // Every reader (tables and update files alike) cuts a longer line at its
+    // layout and pads a shorter or empty one with blanks.
     void carica_farmaci(const std::string& percorso);
     void carica_notessn(const std::string& percorso);
     void carica_principi_attivi(const std::string& percorso);
