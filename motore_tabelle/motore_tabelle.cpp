@@ -296,16 +296,161 @@ std::array<char, 9> codice_farmaco(const voce_riga& v) {
 
 enum class tipo_ordinata { principi_attivi, atc, ditte };
 
-// Stores `valore` left-justified, blank-padded into field `f` of record i,
+// Stores `valore` left-justified, blank-padded into field `f` of a record,
 // moving a short line to full width only when something changes.
 template <std::size_t W>
-void imposta_campo(tabella_righe<W>& tab, std::size_t i, campo f, std::string_view valore) {
+void imposta_campo(tabella_righe<W>& tab, voce_riga& v, campo f, std::string_view valore) {
     char appoggio[W];
     riga_fissa<W> nuovo;
     nuovo.imposta(f, valore);
-    if (tab.campo_di(i, f, appoggio) == nuovo[f]) return;
-    std::memcpy(tab.modifica(i) + f.posizione - 1, nuovo.dati(f), f.larghezza);
+    if (tabella_righe<W>::campo_di(v, f, appoggio) == nuovo[f]) return;
+    std::memcpy(tab.modifica(v) + f.posizione - 1, nuovo.dati(f), f.larghezza);
 }
+
+// The rows of a side table while a merge inserts into it: blocks of a few
+// hundred rows, so an insertion moves one block, not the whole table. A
+// block whose rows all share one key is known as such, with the first row
+// of each second-field value, so the scans of the merge cross a long run
+// of equal keys a block at a time and still stop where a row-by-row scan
+// would.
+class righe_a_blocchi {
+public:
+    static constexpr std::size_t dimensione = 2048;
+
+    righe_a_blocchi(std::vector<voce_riga>& voci, campo chiave, campo seconda)
+        : chiave_(chiave), seconda_(seconda) {
+        for (std::size_t i = 0; i < voci.size(); i += dimensione) {
+            blocchi_.emplace_back();
+            blocchi_.back().righe.assign(voci.begin() + static_cast<std::ptrdiff_t>(i),
+                                         voci.begin() + static_cast<std::ptrdiff_t>(std::min(voci.size(), i + dimensione)));
+        }
+        totale_ = voci.size();
+        std::vector<voce_riga>().swap(voci);
+        rifai_inizi();
+    }
+    void riversa(std::vector<voce_riga>& voci) {
+        voci.clear();
+        voci.reserve(totale_);
+        for (auto& b : blocchi_) voci.insert(voci.end(), b.righe.begin(), b.righe.end());
+        blocchi_.clear();
+        totale_ = 0;
+    }
+    std::size_t size() const { return totale_; }
+    // Block of the 0-based row i.
+    std::size_t blocco_di(std::size_t i) const {
+        return static_cast<std::size_t>(std::upper_bound(inizi_.begin(), inizi_.end(), i) - inizi_.begin()) - 1;
+    }
+    std::size_t inizio(std::size_t b) const { return inizi_[b]; }
+    std::size_t righe_in(std::size_t b) const { return blocchi_[b].righe.size(); }
+    voce_riga& operator[](std::size_t i) {
+        std::size_t b = blocco_di(i);
+        return blocchi_[b].righe[i - inizi_[b]];
+    }
+    void inserisci(std::size_t i, voce_riga v) {
+        if (blocchi_.empty()) {
+            blocchi_.emplace_back();
+            inizi_.assign(1, 0);
+        }
+        std::size_t b = i == totale_ ? blocchi_.size() - 1 : blocco_di(i);
+        blocco& bl = blocchi_[b];
+        const std::size_t o = i - inizi_[b];
+        bl.righe.insert(bl.righe.begin() + static_cast<std::ptrdiff_t>(o), v);
+        if (bl.uniforme == 1 && confronta_campi(v, bl.righe[o == 0 ? 1 : 0], chiave_) != 0) bl.uniforme = 0;
+        if (bl.mappa_pronta) {
+            // The new row is the first of its second field if it comes
+            // before the one the map holds.
+            auto [it, nuovo] = bl.prima_seconda.try_emplace(impronta(v), v.dati);
+            if (!nuovo && offset_di(bl, it->second) > o) it->second = v.dati;
+        }
+        ++totale_;
+        for (std::size_t c = b + 1; c < inizi_.size(); ++c) ++inizi_[c];
+        if (bl.righe.size() >= 2 * dimensione) {
+            blocco nuovo;
+            nuovo.righe.assign(bl.righe.begin() + dimensione, bl.righe.end());
+            bl.righe.resize(dimensione);
+            bl.dimentica();
+            blocchi_.insert(blocchi_.begin() + static_cast<std::ptrdiff_t>(b + 1), std::move(nuovo));
+            rifai_inizi();
+        }
+    }
+    // True when every row of block b has the key `k`.
+    bool tutto_chiave(std::size_t b, std::string_view k) {
+        blocco& bl = blocchi_[b];
+        if (bl.righe.empty()) return false;
+        if (bl.uniforme < 0) {
+            bl.uniforme = 1;
+            for (std::size_t i = 1; i < bl.righe.size() && bl.uniforme; ++i)
+                if (confronta_campi(bl.righe[i], bl.righe[0], chiave_) != 0) bl.uniforme = 0;
+        }
+        char a[256];
+        return bl.uniforme == 1 && tabella_righe<256>::campo_di(bl.righe[0], chiave_, a) == k;
+    }
+    // Offset in block b of its first row whose second field is `s` (with
+    // `h` its impronta), or -1.
+    std::int64_t primo_con_seconda(std::size_t b, std::string_view s, std::uint64_t h) {
+        blocco& bl = blocchi_[b];
+        if (!bl.mappa_pronta) {
+            for (const voce_riga& v : bl.righe) bl.prima_seconda.try_emplace(impronta(v), v.dati);
+            bl.mappa_pronta = true;
+        }
+        auto it = bl.prima_seconda.find(h);
+        if (it == bl.prima_seconda.end()) return -1;
+        char a[256];
+        std::size_t o = offset_di(bl, it->second);
+        if (o < bl.righe.size() && tabella_righe<256>::campo_di(bl.righe[o], seconda_, a) == s)
+            return static_cast<std::int64_t>(o);
+        // Two values with one impronta: the row-by-row answer.
+        for (std::size_t k = 0; k < bl.righe.size(); ++k)
+            if (tabella_righe<256>::campo_di(bl.righe[k], seconda_, a) == s) return static_cast<std::int64_t>(k);
+        return -1;
+    }
+    // Row i was moved in memory from `prima` (a short line widened).
+    void spostata(std::size_t i, const char* prima) {
+        blocco& bl = blocchi_[blocco_di(i)];
+        if (!bl.mappa_pronta) return;
+        auto it = bl.prima_seconda.find(impronta((*this)[i]));
+        if (it != bl.prima_seconda.end() && it->second == prima) it->second = (*this)[i].dati;
+    }
+    // A hash of the padded second field of a record.
+    std::uint64_t impronta(const voce_riga& v) const {
+        std::uint64_t h = 1469598103934665603ull;
+        for (std::size_t k = seconda_.posizione - 1u; k < seconda_.posizione - 1u + seconda_.larghezza; ++k)
+            h = (h ^ static_cast<unsigned char>(byte_di(v, k))) * 1099511628211ull;
+        return h;
+    }
+
+private:
+    struct blocco {
+        std::vector<voce_riga> righe;
+        int uniforme = -1;
+        bool mappa_pronta = false;
+        // Impronta of the second field -> the first row with it.
+        std::unordered_map<std::uint64_t, const char*> prima_seconda;
+        void dimentica() {
+            uniforme = -1;
+            mappa_pronta = false;
+            prima_seconda.clear();
+        }
+    };
+    // Rows never move in memory: a row is found in its block by its data.
+    static std::size_t offset_di(const blocco& bl, const char* dati) {
+        for (std::size_t k = 0; k < bl.righe.size(); ++k)
+            if (bl.righe[k].dati == dati) return k;
+        return bl.righe.size();
+    }
+    void rifai_inizi() {
+        inizi_.resize(blocchi_.size());
+        std::size_t n = 0;
+        for (std::size_t b = 0; b < blocchi_.size(); ++b) {
+            inizi_[b] = n;
+            n += blocchi_[b].righe.size();
+        }
+    }
+    campo chiave_, seconda_;
+    std::vector<blocco> blocchi_;
+    std::vector<std::size_t> inizi_;
+    std::size_t totale_ = 0;
+};
 
 // The three ordered merges: bisection to about ten records, then a short
 // scan that either replaces a record whose key and second field match or
@@ -317,14 +462,17 @@ conteggio_variazioni fondi_ordinata(tabella_righe<W>& tab, const tabella_righe<V
     const bool principi = tipo == tipo_ordinata::principi_attivi;
     conteggio_variazioni conta;
     const std::size_t n = variazioni.size();
+    righe_a_blocchi R(tab.voci, k_campo, s_campo);
     char a1[W], a2[W];
+    auto K = [&](std::int64_t k, char* a) {
+        return tabella_righe<W>::campo_di(R[static_cast<std::size_t>(k - 1)], k_campo, a);
+    };
     for (std::size_t i = 1; i <= n; ++i) {
         av.valore_barra(100.0f * static_cast<float>(i) / static_cast<float>(n));
         riga_fissa<W> u;
         std::string_view linea = variazioni.riga(i - 1);
         std::memcpy(u.c.data() + 3, linea.data(), linea.size());
-        auto K = [&](std::int64_t k, char* a) { return tab.campo_di(static_cast<std::size_t>(k - 1), k_campo, a); };
-        const std::int64_t ultimo = static_cast<std::int64_t>(tab.size());
+        const std::int64_t ultimo = static_cast<std::int64_t>(R.size());
         std::int64_t basso = 1, alto = ultimo, medio = (basso + alto) / 2;
         while (alto - basso > 10) {
             int c = confronta_testi(u[k_campo], K(medio, a1));
@@ -338,39 +486,68 @@ conteggio_variazioni fondi_ordinata(tabella_righe<W>& tab, const tabella_righe<V
                 alto = medio;
                 basso = medio;
             } else {
-                // Back to the first record of the run of equal keys.
+                // Back to the first record of the run of equal keys (the key
+                // at `medio` is u's); a block all of that key passes whole.
                 alto = medio;
-                std::string_view km = K(medio, a2);
-                for (std::int64_t k = alto; k >= 1; --k) {
-                    if (confronta_testi(K(k, a1), km) >= 0) {
-                        basso = k;
-                        alto = k;
-                    } else {
-                        break;
+                const std::string_view km = u[k_campo];
+                std::int64_t k = alto;
+                while (k >= 1) {
+                    const std::size_t b = R.blocco_di(static_cast<std::size_t>(k - 1));
+                    if (R.tutto_chiave(b, km)) {
+                        basso = alto = static_cast<std::int64_t>(R.inizio(b)) + 1;
+                        k = static_cast<std::int64_t>(R.inizio(b));
+                        continue;
                     }
+                    if (confronta_testi(K(k, a1), km) < 0) break;
+                    basso = alto = k;
+                    --k;
                 }
             }
         }
         std::int64_t posizione = -1;
         const std::int64_t fine = principi ? alto : ultimo;
+        std::uint64_t impronta_u = 0;
+        bool impronta_pronta = false;
         for (std::int64_t j = basso; j <= fine; ++j) {
-            const std::size_t t = static_cast<std::size_t>(j - 1);
+            if (!principi) {
+                // A block of u's key from its first row: its first row with
+                // u's second field, else all passed with `posizione` on its
+                // last row.
+                const std::size_t b = R.blocco_di(static_cast<std::size_t>(j - 1));
+                if (R.inizio(b) == static_cast<std::size_t>(j - 1) && R.tutto_chiave(b, u[k_campo])) {
+                    if (!impronta_pronta) {
+                        voce_riga vu{u.c.data(), W};
+                        impronta_u = R.impronta(vu);
+                        impronta_pronta = true;
+                    }
+                    std::int64_t o = R.primo_con_seconda(b, u[s_campo], impronta_u);
+                    if (o < 0) {
+                        posizione = static_cast<std::int64_t>(R.inizio(b) + R.righe_in(b));
+                        j = posizione;
+                        continue;
+                    }
+                    j += o;
+                }
+            }
+            voce_riga& t = R[static_cast<std::size_t>(j - 1)];
             int c;
             if (principi) {
                 // Both names are stored back without their outer blanks.
                 u.imposta(k_campo, std::string(togli_spazi(u[k_campo])));
-                imposta_campo(tab, t, k_campo, std::string(togli_spazi(tab.campo_di(t, k_campo, a1))));
-                c = confronta_testi(togli_spazi(u[k_campo]), togli_spazi(tab.campo_di(t, k_campo, a1)));
+                imposta_campo(tab, t, k_campo, std::string(togli_spazi(tabella_righe<W>::campo_di(t, k_campo, a1))));
+                c = confronta_testi(togli_spazi(u[k_campo]), togli_spazi(tabella_righe<W>::campo_di(t, k_campo, a1)));
             } else {
-                c = confronta_testi(u[k_campo], tab.campo_di(t, k_campo, a1));
+                c = confronta_testi(u[k_campo], tabella_righe<W>::campo_di(t, k_campo, a1));
             }
             if (c < 0) {
                 if (posizione == -1) posizione = j;
                 break;
             }
             if (c == 0) {
-                if (u[s_campo] == tab.campo_di(t, s_campo, a2)) {
+                if (u[s_campo] == tabella_righe<W>::campo_di(t, s_campo, a2)) {
+                    const char* prima = t.dati;
                     char* r = tab.modifica(t);
+                    if (r != prima) R.spostata(static_cast<std::size_t>(j - 1), prima);
                     if (!principi) std::memcpy(r, "000", 3);
                     std::memcpy(r + k_campo.posizione - 1, u.dati(k_campo), k_campo.larghezza);
                     std::memcpy(r + s_campo.posizione - 1, u.dati(s_campo), s_campo.larghezza);
@@ -383,12 +560,13 @@ conteggio_variazioni fondi_ordinata(tabella_righe<W>& tab, const tabella_righe<V
         if (posizione == -1) posizione = alto + 1;
         if (posizione > 0) {
             std::memcpy(u.c.data(), "000", 3);
-            tab.voci.insert(tab.voci.begin() + (posizione - 1), tab.copia(u.riga()));
+            R.inserisci(static_cast<std::size_t>(posizione - 1), tab.copia(u.riga()));
             ++conta.aggiunte;
         } else {
             ++conta.sostituite;
         }
     }
+    R.riversa(tab.voci);
     return conta;
 }
 
@@ -803,7 +981,7 @@ void motore_tabelle::riduci_atc() {
         }
         while (visti < tabella_atc.size()) {
             std::string pulito(togli_spazi(tabella_atc.campo_di(visti, classe_atc::codice, a)));
-            imposta_campo(tabella_atc, visti, classe_atc::codice, pulito);
+            imposta_campo(tabella_atc, tabella_atc.voci[visti], classe_atc::codice, pulito);
             primo.try_emplace(pulito, visti);
             ++visti;
             if (pulito == codice) {

@@ -195,8 +195,8 @@ public:
     char carattere(std::size_t i, std::size_t k) const { return k < voci[i].lunghezza ? voci[i].dati[k] : ' '; }
     // Field f of record i, blank-padded; `appoggio` (f.larghezza bytes)
     // holds it when the line stops inside the field.
-    std::string_view campo_di(std::size_t i, campo f, char* appoggio) const {
-        const voce_riga& v = voci[i];
+    std::string_view campo_di(std::size_t i, campo f, char* appoggio) const { return campo_di(voci[i], f, appoggio); }
+    static std::string_view campo_di(const voce_riga& v, campo f, char* appoggio) {
         const std::size_t da = f.posizione - 1u;
         if (v.lunghezza >= da + f.larghezza) return {v.dati + da, f.larghezza};
         for (std::size_t k = 0; k < f.larghezza; ++k) appoggio[k] = da + k < v.lunghezza ? v.dati[da + k] : ' ';
@@ -204,8 +204,8 @@ public:
     }
     // Record i at full width and writable: a shorter line is first copied,
     // padded, into the blocks.
-    char* modifica(std::size_t i) {
-        voce_riga& v = voci[i];
+    char* modifica(std::size_t i) { return modifica(voci[i]); }
+    char* modifica(voce_riga& v) {
         if (v.lunghezza < W) {
             char* p = arena.prendi(W);
             std::memcpy(p, v.dati, v.lunghezza);
