@@ -50,10 +50,10 @@ void file_locali::leggi_a_blocchi(const std::string& percorso, const ricevi_bloc
     if (std::filesystem::is_directory(percorso, ec)) throw errore_file(percorso, descrivi_errno(EISDIR));
     std::FILE* f = std::fopen(percorso.c_str(), "rb");
     if (!f) throw errore_file(percorso, "impossibile leggere il file, " + descrivi_errno(errno));
-    std::unique_ptr<char[]> blocco(new char[1 << 18]);
+    std::unique_ptr<char[]> blocco(new char[1 << 20]);
     size_t letti;
     try {
-        while ((letti = std::fread(blocco.get(), 1, 1 << 18, f)) > 0) ricevi(std::string_view(blocco.get(), letti));
+        while ((letti = std::fread(blocco.get(), 1, 1 << 20, f)) > 0) ricevi(std::string_view(blocco.get(), letti));
     } catch (...) {
         std::fclose(f);
         throw;

@@ -127,27 +127,37 @@ std::uint64_t leggi_se_esiste(file_tabelle& file, const std::string& percorso, t
 // Output gathered in blocks for scrivi_a_blocchi.
 class uscita_blocchi {
 public:
-    explicit uscita_blocchi(const file_tabelle::ricevi_blocco& scrivi) : scrivi_(scrivi) { buf_.reserve(capacita); }
+    explicit uscita_blocchi(const file_tabelle::ricevi_blocco& scrivi) : scrivi_(scrivi), buf_(capacita) {}
     // `dati` blank-padded to `larghezza`, then CR LF.
     void riga(std::string_view dati, std::size_t larghezza) {
-        if (buf_.size() + larghezza + 2 > capacita) svuota();
-        buf_.append(dati);
-        if (dati.size() < larghezza) buf_.append(larghezza - dati.size(), ' ');
-        buf_.append(a_capo);
+        if (usati_ + larghezza + 2 > capacita) svuota();
+        char* d = buf_.data() + usati_;
+        std::memcpy(d, dati.data(), dati.size());
+        if (dati.size() < larghezza) std::memset(d + dati.size(), ' ', larghezza - dati.size());
+        d[larghezza] = '\r';
+        d[larghezza + 1] = '\n';
+        usati_ += larghezza + 2;
     }
     void testo(std::string_view t) {
-        if (buf_.size() + t.size() > capacita) svuota();
-        buf_.append(t);
+        if (usati_ + t.size() > capacita) svuota();
+        if (t.size() > capacita) {
+            scrivi_(t);
+            return;
+        }
+        std::memcpy(buf_.data() + usati_, t.data(), t.size());
+        usati_ += t.size();
     }
     void svuota() {
-        if (!buf_.empty()) scrivi_(buf_);
-        buf_.clear();
+        if (usati_) scrivi_(std::string_view(buf_.data(), usati_));
+        usati_ = 0;
     }
 
 private:
+    // Larger than any line: a whole line always fits.
     static constexpr std::size_t capacita = std::size_t{1} << 18;
     const file_tabelle::ricevi_blocco& scrivi_;
-    std::string buf_;
+    std::vector<char> buf_;
+    std::size_t usati_ = 0;
 };
 
 // Writes `percorso` from `scrivi(uscita_blocchi&)`.
@@ -232,11 +242,53 @@ std::vector<std::uint32_t> permutazione_shell(std::vector<std::uint32_t> ordinat
         voci[ordinati[i]] = (std::uint64_t{r} << 32) | ordinati[i];
     }
     std::vector<std::uint32_t>().swap(ordinati);
-    ShellSortAny(std::span<std::uint64_t>(voci), false,
-                 [](std::uint64_t a, std::uint64_t b) { return (a >> 32) > (b >> 32); }, av);
+    // ShellSortAny's ascending passes, with the rank in the high half and
+    // the interface let run at the same rows.
+    const std::int64_t m = static_cast<std::int64_t>(n);
+    std::uint64_t* const v = voci.data();  // row r at v[r - 1]
+    std::int64_t g = 0;
+    while (g <= m) g = 3 * g + 1;
+    do {
+        g /= 3;
+        std::int64_t i = g + 1;
+        while (i <= m) {
+            if (i % 1000 == 0) av.lascia_girare();
+            const std::int64_t tappa = std::min(m, (i / 1000 + 1) * 1000 - 1);
+            for (; i <= tappa; ++i) {
+                const std::uint64_t lavoro = v[i - 1];
+                const std::uint64_t chiave = lavoro >> 32;
+                std::int64_t j = i;
+                while ((v[j - g - 1] >> 32) > chiave) {
+                    v[j - 1] = v[j - g - 1];
+                    j -= g;
+                    if (j <= g) break;
+                }
+                v[j - 1] = lavoro;
+            }
+        }
+    } while (g != 1);
     std::vector<std::uint32_t> esito(n);
     for (std::size_t i = 0; i < n; ++i) esito[i] = static_cast<std::uint32_t>(voci[i]);
     return esito;
+}
+
+// Sorts `v` by `chiave(x)` (an unsigned number of `byte` bytes), least
+// significant byte first, skipping the bytes that all items share: a few
+// linear passes instead of a comparison sort. Equal keys end in any order.
+template <class T, class Chiave>
+void ordina_radice(std::vector<T>& v, unsigned byte, Chiave chiave) {
+    std::vector<T> altro(v.size());
+    for (unsigned b = 0; b < byte; ++b) {
+        std::size_t conta[257] = {};
+        for (const T& x : v) ++conta[((chiave(x) >> (8 * b)) & 0xFF) + 1];
+        bool inutile = false;
+        for (int c = 1; c <= 256; ++c)
+            if (conta[c] == v.size()) inutile = true;
+        if (inutile) continue;
+        for (int c = 1; c <= 256; ++c) conta[c] += conta[c - 1];
+        for (const T& x : v) altro[conta[(chiave(x) >> (8 * b)) & 0xFF]++] = x;
+        v.swap(altro);
+    }
 }
 
 // A product code of digits and blanks as one number in base 11, blank
@@ -266,7 +318,7 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
         std::vector<std::uint64_t> voci(n);
         for (std::size_t j = 0; j < n; ++j)
             voci[j] = (static_cast<std::uint64_t>(chiave_codice(testo(static_cast<std::uint32_t>(j)))) << 32) | j;
-        std::sort(voci.begin(), voci.end());
+        ordina_radice(voci, 4, [](std::uint64_t x) { return x >> 32; });
         for (std::size_t j = 0; j < n; ++j) ordinati[j] = static_cast<std::uint32_t>(voci[j]);
         std::vector<std::uint64_t>().swap(voci);
         permutazione = permutazione_shell(
@@ -725,10 +777,19 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
         std::vector<chiave> chiavi(righe);
         for (std::size_t i = 0; i < righe; ++i)
             chiavi[i] = {parola_rango(voci[i], farmaco::descrizione), static_cast<std::uint32_t>(i)};
-        std::sort(chiavi.begin(), chiavi.end(), [&](const chiave& a, const chiave& b) {
-            if (a.inizio != b.inizio) return a.inizio < b.inizio;
-            return confronta_campi(voci[a.riga], voci[b.riga], farmaco::descrizione, 8) < 0;
-        });
+        // By the first eight characters, then each run that shares them by
+        // the rest.
+        ordina_radice(chiavi, 8, [](const chiave& c) { return c.inizio; });
+        for (std::size_t i = 0; i < righe;) {
+            std::size_t f = i + 1;
+            while (f < righe && chiavi[f].inizio == chiavi[i].inizio) ++f;
+            if (f - i > 1)
+                std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
+                          [&](const chiave& a, const chiave& b) {
+                              return confronta_campi(voci[a.riga], voci[b.riga], farmaco::descrizione, 8) < 0;
+                          });
+            i = f;
+        }
         ordine.resize(righe);
         for (std::size_t i = 0; i < righe; ++i) ordine[i] = chiavi[i].riga;
         std::vector<chiave>().swap(chiavi);
