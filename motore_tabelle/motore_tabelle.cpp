@@ -207,7 +207,15 @@ char byte_di(const voce_riga& v, std::size_t k) { return k < v.lunghezza ? v.dat
 // Field `f` of two stored records compared in the text order, from the
 // field's character `da` on.
 int confronta_campi(const voce_riga& a, const voce_riga& b, campo f, std::size_t da = 0) {
-    for (std::size_t k = f.posizione - 1u + da; k < f.posizione - 1u + f.larghezza; ++k) {
+    const std::size_t inizio = f.posizione - 1u + da, fine = f.posizione - 1u + f.larghezza;
+    if (a.lunghezza >= fine && b.lunghezza >= fine) {
+        // Both stored whole: ranks only where the bytes first differ.
+        const char *x = a.dati + inizio, *y = b.dati + inizio;
+        for (std::size_t k = 0; k < fine - inizio; ++k)
+            if (x[k] != y[k]) return rango(x[k]) < rango(y[k]) ? -1 : 1;
+        return 0;
+    }
+    for (std::size_t k = inizio; k < fine; ++k) {
         std::uint8_t x = rango(byte_di(a, k)), y = rango(byte_di(b, k));
         if (x != y) return x < y ? -1 : 1;
     }
@@ -311,19 +319,22 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
     std::vector<std::uint32_t> ordinati(n);
     for (std::size_t j = 0; j < n; ++j) ordinati[j] = static_cast<std::uint32_t>(j);
     std::vector<std::uint32_t> permutazione;
+    // 11^9 keys fit 32 bits: the sort runs on 8-byte items.
+    std::vector<std::uint64_t> voci(n);
     bool numerici = true;
-    for (std::size_t j = 0; j < n && numerici; ++j) numerici = chiave_codice(testo(static_cast<std::uint32_t>(j))) >= 0;
+    for (std::size_t j = 0; j < n && numerici; ++j) {
+        const std::int64_t k = chiave_codice(testo(static_cast<std::uint32_t>(j)));
+        numerici = k >= 0;
+        voci[j] = (static_cast<std::uint64_t>(k) << 32) | j;
+    }
     if (numerici) {
-        // 11^9 keys fit 32 bits: the sort runs on 8-byte items.
-        std::vector<std::uint64_t> voci(n);
-        for (std::size_t j = 0; j < n; ++j)
-            voci[j] = (static_cast<std::uint64_t>(chiave_codice(testo(static_cast<std::uint32_t>(j)))) << 32) | j;
         ordina_radice(voci, 4, [](std::uint64_t x) { return x >> 32; });
         for (std::size_t j = 0; j < n; ++j) ordinati[j] = static_cast<std::uint32_t>(voci[j]);
         std::vector<std::uint64_t>().swap(voci);
         permutazione = permutazione_shell(
             std::move(ordinati), [&](std::uint32_t a, std::uint32_t b) { return codici[a] == codici[b]; }, av);
     } else {
+        std::vector<std::uint64_t>().swap(voci);
         auto minore = [&](std::uint32_t a, std::uint32_t b) {
             int c = confronta_testi(testo(a), testo(b));
             return c != 0 ? c < 0 : a < b;
