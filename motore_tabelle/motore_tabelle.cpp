@@ -13,7 +13,7 @@ namespace j8 {
 // ---------------------------------------------------------------- storage
 
 char* arena_righe::apri(std::size_t massimo) {
-    if (libero_ < massimo) {
+    if (libero_ < massimo || !cima_) {
         // Blocks grow with the table, so the unused tail of the last one
         // stays a small share of it.
         std::size_t dim = std::clamp<std::size_t>(totale_ / 16, std::size_t{1} << 16, std::size_t{1} << 23);
@@ -132,7 +132,7 @@ public:
     void riga(std::string_view dati, std::size_t larghezza) {
         if (usati_ + larghezza + 2 > capacita) svuota();
         char* d = buf_.data() + usati_;
-        std::memcpy(d, dati.data(), dati.size());
+        if (!dati.empty()) std::memcpy(d, dati.data(), dati.size());
         if (dati.size() < larghezza) std::memset(d + dati.size(), ' ', larghezza - dati.size());
         d[larghezza] = '\r';
         d[larghezza + 1] = '\n';
@@ -144,7 +144,7 @@ public:
             scrivi_(t);
             return;
         }
-        std::memcpy(buf_.data() + usati_, t.data(), t.size());
+        if (!t.empty()) std::memcpy(buf_.data() + usati_, t.data(), t.size());
         usati_ += t.size();
     }
     void svuota() {
@@ -371,11 +371,11 @@ void imposta_campo(tabella_righe<W>& tab, voce_riga& v, campo f, std::string_vie
 }
 
 // The rows of a side table while a merge inserts into it: blocks of a few
-// hundred rows, so an insertion moves one block, not the whole table. A
-// block whose rows all share one key is known as such, with the first row
-// of each second-field value, so the scans of the merge cross a long run
-// of equal keys a block at a time and still stop where a row-by-row scan
-// would.
+// thousand rows, so an insertion moves one block, not the whole table. Each
+// block knows its least and greatest key and the first row of each
+// second-field value, so the scans of the merge cross a block that cannot
+// stop them (a long run of equal keys, or keys all below the update's) at
+// once and still stop where a row-by-row scan would.
 class righe_a_blocchi {
 public:
     static constexpr std::size_t dimensione = 2048;
@@ -418,7 +418,7 @@ public:
         blocco& bl = blocchi_[b];
         const std::size_t o = i - inizi_[b];
         bl.righe.insert(bl.righe.begin() + static_cast<std::ptrdiff_t>(o), v);
-        if (bl.uniforme == 1 && confronta_campi(v, bl.righe[o == 0 ? 1 : 0], chiave_) != 0) bl.uniforme = 0;
+        if (bl.estremi_pronti) allarga(bl, v);
         if (bl.mappa_pronta) {
             // The new row is the first of its second field if it comes
             // before the one the map holds.
@@ -436,17 +436,19 @@ public:
             rifai_inizi();
         }
     }
-    // True when every row of block b has the key `k`.
+    // Whether every row of block b has a key equal to, less than, or at
+    // least `k`.
     bool tutto_chiave(std::size_t b, std::string_view k) {
-        blocco& bl = blocchi_[b];
-        if (bl.righe.empty()) return false;
-        if (bl.uniforme < 0) {
-            bl.uniforme = 1;
-            for (std::size_t i = 1; i < bl.righe.size() && bl.uniforme; ++i)
-                if (confronta_campi(bl.righe[i], bl.righe[0], chiave_) != 0) bl.uniforme = 0;
-        }
-        char a[256];
-        return bl.uniforme == 1 && tabella_righe<256>::campo_di(bl.righe[0], chiave_, a) == k;
+        blocco& bl = estremi(b);
+        return !bl.righe.empty() && bl.minimo == k && bl.massimo == k;
+    }
+    bool tutto_minore(std::size_t b, std::string_view k) {
+        blocco& bl = estremi(b);
+        return !bl.righe.empty() && confronta_testi(bl.massimo, k) < 0;
+    }
+    bool tutto_almeno(std::size_t b, std::string_view k) {
+        blocco& bl = estremi(b);
+        return !bl.righe.empty() && confronta_testi(bl.minimo, k) >= 0;
     }
     // Offset in block b of its first row whose second field is `s` (with
     // `h` its impronta), or -1.
@@ -485,16 +487,34 @@ public:
 private:
     struct blocco {
         std::vector<voce_riga> righe;
-        int uniforme = -1;
+        // The least and greatest key of the rows.
+        bool estremi_pronti = false;
+        std::string minimo, massimo;
         bool mappa_pronta = false;
         // Impronta of the second field -> the first row with it.
         std::unordered_map<std::uint64_t, const char*> prima_seconda;
         void dimentica() {
-            uniforme = -1;
+            estremi_pronti = false;
             mappa_pronta = false;
             prima_seconda.clear();
         }
     };
+    void allarga(blocco& bl, const voce_riga& v) const {
+        char a[256];
+        std::string_view k = tabella_righe<256>::campo_di(v, chiave_, a);
+        if (bl.minimo.empty() || confronta_testi(k, bl.minimo) < 0) bl.minimo.assign(k);
+        if (bl.massimo.empty() || confronta_testi(k, bl.massimo) > 0) bl.massimo.assign(k);
+    }
+    blocco& estremi(std::size_t b) {
+        blocco& bl = blocchi_[b];
+        if (!bl.estremi_pronti) {
+            bl.minimo.clear();
+            bl.massimo.clear();
+            for (const voce_riga& v : bl.righe) allarga(bl, v);
+            bl.estremi_pronti = true;
+        }
+        return bl;
+    }
     // Rows never move in memory: a row is found in its block by its data.
     static std::size_t offset_di(const blocco& bl, const char* dati) {
         for (std::size_t k = 0; k < bl.righe.size(); ++k)
@@ -550,13 +570,14 @@ conteggio_variazioni fondi_ordinata(tabella_righe<W>& tab, const tabella_righe<V
                 basso = medio;
             } else {
                 // Back to the first record of the run of equal keys (the key
-                // at `medio` is u's); a block all of that key passes whole.
+                // at `medio` is u's); a block with no key below it passes
+                // whole.
                 alto = medio;
                 const std::string_view km = u[k_campo];
                 std::int64_t k = alto;
                 while (k >= 1) {
                     const std::size_t b = R.blocco_di(static_cast<std::size_t>(k - 1));
-                    if (R.tutto_chiave(b, km)) {
+                    if (R.tutto_almeno(b, km)) {
                         basso = alto = static_cast<std::int64_t>(R.inizio(b)) + 1;
                         k = static_cast<std::int64_t>(R.inizio(b));
                         continue;
@@ -577,6 +598,11 @@ conteggio_variazioni fondi_ordinata(tabella_righe<W>& tab, const tabella_righe<V
                 // u's second field, else all passed with `posizione` on its
                 // last row.
                 const std::size_t b = R.blocco_di(static_cast<std::size_t>(j - 1));
+                if (R.inizio(b) == static_cast<std::size_t>(j - 1) && R.tutto_minore(b, u[k_campo])) {
+                    // No equal key, none greater: the scan passes it.
+                    j = static_cast<std::int64_t>(R.inizio(b) + R.righe_in(b));
+                    continue;
+                }
                 if (R.inizio(b) == static_cast<std::size_t>(j - 1) && R.tutto_chiave(b, u[k_campo])) {
                     if (!impronta_pronta) {
                         voce_riga vu{u.c.data(), W};

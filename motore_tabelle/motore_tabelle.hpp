@@ -208,7 +208,7 @@ public:
     char* modifica(voce_riga& v) {
         if (v.lunghezza < W) {
             char* p = arena.prendi(W);
-            std::memcpy(p, v.dati, v.lunghezza);
+            if (v.lunghezza) std::memcpy(p, v.dati, v.lunghezza);
             std::memset(p + v.lunghezza, ' ', W - v.lunghezza);
             v = {p, W};
         }
