@@ -235,21 +235,21 @@ std::uint64_t parola_rango(const voce_riga& v, campo f) {
 // on the outcome of its comparisons, so ranking the keys first gives the
 // permutation the keys themselves would. When every rank differs the order
 // is total and any sort gives it: the Shell sort is run only over repeats.
-// `ordinati` holds the rows in key order (ties in any order) and `uguale`
-// tells whether two rows have equal keys; returns the legacy permutation.
+// `ordinati` holds the rows in key order (ties in any order) and
+// `uguale_al_precedente(i)` tells whether its rows i - 1 and i have equal
+// keys; it is turned into the legacy permutation.
 template <class Uguale>
-std::vector<std::uint32_t> permutazione_shell(std::vector<std::uint32_t> ordinati, Uguale uguale, avanzamento& av) {
+void permutazione_shell(std::vector<std::uint32_t>& ordinati, Uguale uguale_al_precedente, avanzamento& av) {
     const std::size_t n = ordinati.size();
     bool ripetuti = false;
-    for (std::size_t i = 1; i < n && !ripetuti; ++i) ripetuti = uguale(ordinati[i - 1], ordinati[i]);
-    if (!ripetuti) return ordinati;
+    for (std::size_t i = 1; i < n && !ripetuti; ++i) ripetuti = uguale_al_precedente(i);
+    if (!ripetuti) return;
     std::vector<std::uint64_t> voci(n);
     std::uint32_t r = 0;
     for (std::size_t i = 0; i < n; ++i) {
-        if (i > 0 && !uguale(ordinati[i - 1], ordinati[i])) ++r;
+        if (i > 0 && !uguale_al_precedente(i)) ++r;
         voci[ordinati[i]] = (std::uint64_t{r} << 32) | ordinati[i];
     }
-    std::vector<std::uint32_t>().swap(ordinati);
     // ShellSortAny's ascending passes, with the rank in the high half and
     // the interface let run at the same rows.
     const std::int64_t m = static_cast<std::int64_t>(n);
@@ -275,9 +275,7 @@ std::vector<std::uint32_t> permutazione_shell(std::vector<std::uint32_t> ordinat
             }
         }
     } while (g != 1);
-    std::vector<std::uint32_t> esito(n);
-    for (std::size_t i = 0; i < n; ++i) esito[i] = static_cast<std::uint32_t>(voci[i]);
-    return esito;
+    for (std::size_t i = 0; i < n; ++i) ordinati[i] = static_cast<std::uint32_t>(voci[i]);
 }
 
 // Sorts `v` by `chiave(x)` (an unsigned number of `byte` bytes), least
@@ -318,7 +316,6 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
     auto testo = [&](std::uint32_t j) { return std::string_view(codici[j].data(), 9); };
     std::vector<std::uint32_t> ordinati(n);
     for (std::size_t j = 0; j < n; ++j) ordinati[j] = static_cast<std::uint32_t>(j);
-    std::vector<std::uint32_t> permutazione;
     // 11^9 keys fit 32 bits: the sort runs on 8-byte items.
     std::vector<std::uint64_t> voci(n);
     bool numerici = true;
@@ -331,8 +328,6 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
         ordina_radice(voci, 4, [](std::uint64_t x) { return x >> 32; });
         for (std::size_t j = 0; j < n; ++j) ordinati[j] = static_cast<std::uint32_t>(voci[j]);
         std::vector<std::uint64_t>().swap(voci);
-        permutazione = permutazione_shell(
-            std::move(ordinati), [&](std::uint32_t a, std::uint32_t b) { return codici[a] == codici[b]; }, av);
     } else {
         std::vector<std::uint64_t>().swap(voci);
         auto minore = [&](std::uint32_t a, std::uint32_t b) {
@@ -340,9 +335,10 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
             return c != 0 ? c < 0 : a < b;
         };
         std::sort(ordinati.begin(), ordinati.end(), minore);
-        permutazione = permutazione_shell(
-            std::move(ordinati), [&](std::uint32_t a, std::uint32_t b) { return codici[a] == codici[b]; }, av);
     }
+    permutazione_shell(
+        ordinati, [&](std::size_t i) { return codici[ordinati[i - 1]] == codici[ordinati[i]]; }, av);
+    const std::vector<std::uint32_t>& permutazione = ordinati;
     std::vector<voce_indice> indice(n);
     for (std::size_t i = 0; i < n; ++i) {
         indice[i].codice = codici[permutazione[i]];
@@ -780,23 +776,6 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
     std::vector<std::uint32_t>().swap(nuovi);
     variazioni.clear();
 
-    for (voce_riga& v : tabella_farmaci.voci) {
-        // With a non-blank flag the date test could only set what the flag
-        // sets right after it. Past a short line's end both are blank.
-        if (v.lunghezza > farmaco::campo_12.posizione - 1u && v.dati[farmaco::campo_12.posizione - 1] != ' ')
-            imposta_stato(v.dati, true);
-        if (v.lunghezza > farmaco::campo_9.posizione - 1u) {
-            char& c9 = v.dati[farmaco::campo_9.posizione - 1];
-            c9 = maiuscola(c9);
-            if (c9 == '0')
-                c9 = 'A';
-            else if (c9 == '1')
-                c9 = 'B';
-            else if (c9 == '3')
-                c9 = 'C';
-        }
-    }
-
     av_.barra_visibile(false);
     av_.valore_barra(0);
     av_.stato_lampeggiante("Ordinamento tabella farmaci. Attendere...");
@@ -812,34 +791,54 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
             std::uint32_t riga;
         };
         std::vector<chiave> chiavi(righe);
-        for (std::size_t i = 0; i < righe; ++i)
-            chiavi[i] = {parola_rango(voci[i], farmaco::descrizione), static_cast<std::uint32_t>(i)};
+        for (std::size_t i = 0; i < righe; ++i) {
+            voce_riga& v = tabella_farmaci.voci[i];
+            // With a non-blank flag the date test could only set what the
+            // flag sets right after it. Past a short line's end both are
+            // blank.
+            if (v.lunghezza > farmaco::campo_12.posizione - 1u && v.dati[farmaco::campo_12.posizione - 1] != ' ')
+                imposta_stato(v.dati, true);
+            if (v.lunghezza > farmaco::campo_9.posizione - 1u) {
+                char& c9 = v.dati[farmaco::campo_9.posizione - 1];
+                c9 = maiuscola(c9);
+                if (c9 == '0')
+                    c9 = 'A';
+                else if (c9 == '1')
+                    c9 = 'B';
+                else if (c9 == '3')
+                    c9 = 'C';
+            }
+            chiavi[i] = {parola_rango(v, farmaco::descrizione), static_cast<std::uint32_t>(i)};
+        }
         // By the first eight characters, then each run that shares them by
-        // the rest.
+        // the rest; rows with equal names are marked on the way.
         ordina_radice(chiavi, 8, [](const chiave& c) { return c.inizio; });
+        std::vector<std::uint8_t> uguale(righe, 0);
         for (std::size_t i = 0; i < righe;) {
             std::size_t f = i + 1;
             while (f < righe && chiavi[f].inizio == chiavi[i].inizio) ++f;
-            if (f - i > 1)
+            if (f - i > 1) {
+                auto resto = [&](const chiave& a, const chiave& b) {
+                    return confronta_campi(voci[a.riga], voci[b.riga], farmaco::descrizione, 8);
+                };
                 std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
-                          [&](const chiave& a, const chiave& b) {
-                              return confronta_campi(voci[a.riga], voci[b.riga], farmaco::descrizione, 8) < 0;
-                          });
+                          [&](const chiave& a, const chiave& b) { return resto(a, b) < 0; });
+                for (std::size_t k = i + 1; k < f; ++k) uguale[k] = resto(chiavi[k - 1], chiavi[k]) == 0;
+            }
             i = f;
         }
         ordine.resize(righe);
         for (std::size_t i = 0; i < righe; ++i) ordine[i] = chiavi[i].riga;
         std::vector<chiave>().swap(chiavi);
-        ordine = permutazione_shell(
-            std::move(ordine),
-            [&](std::uint32_t a, std::uint32_t b) {
-                return confronta_campi(voci[a], voci[b], farmaco::descrizione) == 0;
-            },
-            av_);
+        permutazione_shell(ordine, [&](std::size_t i) { return uguale[i] != 0; }, av_);
     }
 
     scrivi_tabella(file_, direttorio + "farmaci.tda", [&](uscita_blocchi& u) {
-        for (std::uint32_t i : ordine) u.riga(tabella_farmaci.riga(i), farmaco::larghezza);
+        for (std::size_t k = 0; k < righe; ++k) {
+            // The rows are read in name order, all over the table.
+            if (k + 8 < righe) __builtin_prefetch(voci[ordine[k + 8]].dati);
+            u.riga(tabella_farmaci.riga(ordine[k]), farmaco::larghezza);
+        }
     });
 
     // The table itself takes the sorted order.
