@@ -327,7 +327,6 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
     if (numerici) {
         ordina_radice(voci, 4, [](std::uint64_t x) { return x >> 32; });
         for (std::size_t j = 0; j < n; ++j) ordinati[j] = static_cast<std::uint32_t>(voci[j]);
-        std::vector<std::uint64_t>().swap(voci);
     } else {
         std::vector<std::uint64_t>().swap(voci);
         auto minore = [&](std::uint32_t a, std::uint32_t b) {
@@ -337,7 +336,12 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
         std::sort(ordinati.begin(), ordinati.end(), minore);
     }
     permutazione_shell(
-        ordinati, [&](std::size_t i) { return codici[ordinati[i - 1]] == codici[ordinati[i]]; }, av);
+        ordinati,
+        [&](std::size_t i) {
+            return numerici ? (voci[i - 1] >> 32) == (voci[i] >> 32) : codici[ordinati[i - 1]] == codici[ordinati[i]];
+        },
+        av);
+    std::vector<std::uint64_t>().swap(voci);
     const std::vector<std::uint32_t>& permutazione = ordinati;
     std::vector<voce_indice> indice(n);
     for (std::size_t i = 0; i < n; ++i) {
