@@ -298,10 +298,10 @@ void ShellSortAny(std::span<T> righe, bool discendente, Maggiore maggiore, avanz
 // ---------------------------------------------------------------- engine
 
 // What one merge did to its table's lines. "sostituite" counts update lines
-// applied to an existing record; "rimosse" counts lines that leave the table
-// file: a drug the update marks cancelled (its status turns to "C", the line
-// stays but the drug is gone for the pharmacy) and a company line dropped at
-// writing as a repeat of the code before it.
+// applied to an existing record (a code twice in the file counts twice);
+// "rimosse" counts records taken out of use: a drug the update marks
+// cancelled (its status turns to "C"; the line stays in the file) and a
+// company line dropped at writing as a repeat of the code before it.
 struct conteggio_variazioni {
     std::int64_t aggiunte = 0, sostituite = 0, rimosse = 0;
 };
@@ -324,8 +324,9 @@ public:
 
     // Reads farmaci, principi_attivi, notessn, atc, ditte (".tda") from
     // `direttorio` in that order (a missing table is empty), builds
-    // `indice_codici`, and after each table raises the progress bar by
-    // 100 x its size / total size. Visibility of the bar is the caller's.
+    // `indice_codici`, then raises the progress bar table by table, in
+    // that order, by 100 x its size / total size (the total is known only
+    // once all are read). Visibility of the bar is the caller's.
     void carica_tabelle(const std::string& direttorio);
     // Single tables, from a full path; a missing file gives an empty table.
     // Every reader (tables and update files alike) cuts a longer line at its
