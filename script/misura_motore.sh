@@ -1,10 +1,14 @@
 #!/usr/bin/env bash
 # Benchmark of the table engine: builds j8_tabelle and genera_dati in
 # Release, generates a database of N drugs (default 150000) with its side
-# tables and the update files of one package, then times
-# `j8_tabelle aggiorna` on a fresh copy a few times and reports wall time and
-# peak memory (GNU time), next to the size of the tables. The machine's
-# other load shows in the wall time: the CPU time is printed beside it.
+# tables and the update files of one package (some lines trimmed of their
+# trailing blanks, some longer than their layout), then, a few times, copies
+# the table folder with `cp -r` (the copy floor) and runs
+# `j8_tabelle aggiorna` on the fresh copy. Each run prints the wall time,
+# the copy floor beside it and their ratio, the peak memory (GNU time) and
+# its ratio to the bytes of the tables and update files the tool loads.
+# The machine's other load shows in the wall time: the CPU time is printed
+# too, and the summary sets the best run against the best copy.
 #
 #   bash script/misura_motore.sh [N] [RIPETIZIONI]
 set -euo pipefail
@@ -14,34 +18,49 @@ ripetizioni=${2:-5}
 build=${J8_BUILD_MISURA:-build-misura}
 
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DJ8_PROVE=OFF >/dev/null
-cmake --build "$build" -j"$(nproc)" --target j8_tabelle genera_dati >/dev/null
+cmake --build "$build" -j2 --target j8_tabelle genera_dati >/dev/null
 
 dati=$(mktemp -d)
 trap 'rm -rf "$dati"' EXIT
 "$build/bin/genera_dati" "$dati/originale" "$numero"
 
-tabelle=(farmaci.tda notessn.tda principi_attivi.tda atc.tda ditte.tda)
-byte_tabelle=0
-for t in "${tabelle[@]}"; do
-  byte_tabelle=$((byte_tabelle + $(stat -c %s "$dati/originale/$t")))
+file=(farmaci.tda notessn.tda principi_attivi.tda atc.tda ditte.tda
+      farmaci.faf notessn.faf principi_attivi.faf atc.faf ditte.faf)
+byte_dati=0
+for t in "${file[@]}"; do
+  byte_dati=$((byte_dati + $(stat -c %s "$dati/originale/$t")))
 done
 
-echo "Farmaci: $numero; tabelle: $byte_tabelle byte ($(awk -v b="$byte_tabelle" 'BEGIN{printf "%.1f", b/1048576}') MiB)"
+adesso_ms() { echo $(( $(date +%s%N) / 1000000 )); }
+
+echo "Farmaci: $numero; tabelle e file di aggiornamento: $byte_dati byte ($(awk -v b="$byte_dati" 'BEGIN{printf "%.1f", b/1048576}') MiB)"
 echo "Comando: j8_tabelle aggiorna DIR --oggi 20260101 farmaci.faf notessn.faf principi_attivi.faf atc.faf ditte.faf"
-migliore_s=""
+migliore_ms=""
+migliore_copia_ms=""
 massima_kb=0
 for i in $(seq 1 "$ripetizioni"); do
   rm -rf "$dati/lavoro"
+  sync
+  inizio=$(adesso_ms)
   cp -r "$dati/originale" "$dati/lavoro"
-  /usr/bin/time -f "%e %M %U %S" -o "$dati/tempo" "$build/bin/j8_tabelle" aggiorna "$dati/lavoro" --oggi 20260101 \
+  copia_ms=$(( $(adesso_ms) - inizio ))
+  inizio=$(adesso_ms)
+  /usr/bin/time -f "%M %U %S" -o "$dati/tempo" "$build/bin/j8_tabelle" aggiorna "$dati/lavoro" --oggi 20260101 \
     farmaci.faf notessn.faf principi_attivi.faf atc.faf ditte.faf
-  read -r secondi kb utente sistema <"$dati/tempo"
-  echo "  prova $i: ${secondi} s (CPU: utente ${utente} s, sistema ${sistema} s), picco di memoria ${kb} KiB"
-  if [ -z "$migliore_s" ] || awk -v a="$secondi" -v b="$migliore_s" 'BEGIN{exit !(a<b)}'; then
-    migliore_s=$secondi
-  fi
+  motore_ms=$(( $(adesso_ms) - inizio ))
+  read -r kb utente sistema <"$dati/tempo"
+  [ "$copia_ms" -lt 1 ] && copia_ms=1
+  volte_copia=$(awk -v a="$motore_ms" -v b="$copia_ms" 'BEGIN{printf "%.2f", a/b}')
+  volte_dati=$(awk -v k="$kb" -v b="$byte_dati" 'BEGIN{printf "%.2f", k*1024/b}')
+  echo "  prova $i: ${motore_ms} ms, copia ${copia_ms} ms, ${volte_copia} volte la copia" \
+       "(CPU: utente ${utente} s, sistema ${sistema} s); picco ${kb} KiB, ${volte_dati} volte i dati"
+  if [ -z "$migliore_ms" ] || [ "$motore_ms" -lt "$migliore_ms" ]; then migliore_ms=$motore_ms; fi
+  if [ -z "$migliore_copia_ms" ] || [ "$copia_ms" -lt "$migliore_copia_ms" ]; then migliore_copia_ms=$copia_ms; fi
   [ "$kb" -gt "$massima_kb" ] && massima_kb=$kb
 done
-rapporto=$(awk -v k="$massima_kb" -v b="$byte_tabelle" 'BEGIN{printf "%.2f", k*1024/b}')
-echo "Tempo migliore: ${migliore_s} s (obiettivo < 0.5 s)"
-echo "Picco di memoria massimo: ${massima_kb} KiB = ${rapporto} volte le tabelle (obiettivo < 3)"
+# Best against best: a cold first copy or a busy moment does not flatter
+# the ratio.
+rapporto_copia=$(awk -v a="$migliore_ms" -v b="$migliore_copia_ms" 'BEGIN{printf "%.2f", a/b}')
+rapporto=$(awk -v k="$massima_kb" -v b="$byte_dati" 'BEGIN{printf "%.2f", k*1024/b}')
+echo "Tempo migliore: ${migliore_ms} ms; copia migliore: ${migliore_copia_ms} ms; ${rapporto_copia} volte la copia (obiettivo <= 4)"
+echo "Picco di memoria massimo: ${massima_kb} KiB = ${rapporto} volte i dati (obiettivo <= 2)"

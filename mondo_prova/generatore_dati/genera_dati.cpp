@@ -3,7 +3,8 @@
 // Writes into DIR a drug database of NUMERO_FARMACI drugs (default 150000)
 // with its side tables, sorted as the main application keeps them, and the
 // update files of one package: about 5% of the drugs changed, 1% new, and
-// a few changes to every side table.
+// a few changes to every side table. Some lines are trimmed of their
+// trailing blanks and some run past their layout, as real files do.
 
 #include <algorithm>
 #include <cstdint>
@@ -100,6 +101,12 @@ std::string corpo_farmaco(casuale& c, const std::string& nome, const std::vector
     return s;
 }
 
+// Lines as pharmacies' files hold them: about 1 in 20 has lost its
+// trailing blanks (an editor, a transfer), about 1 in 100 carries text past
+// its layout, which the engine drops. Its own generator, so the content
+// stays the same for a seed.
+casuale forma(7);
+
 void scrivi(const std::string& percorso, const std::vector<std::string>& righe) {
     std::FILE* f = std::fopen(percorso.c_str(), "wb");
     if (!f) {
@@ -107,7 +114,11 @@ void scrivi(const std::string& percorso, const std::vector<std::string>& righe) 
         std::exit(2);
     }
     for (const auto& r : righe) {
-        std::fwrite(r.data(), 1, r.size(), f);
+        std::size_t n = r.size();
+        if (forma.probabile(0.05))
+            while (n > 0 && r[n - 1] == ' ') --n;
+        std::fwrite(r.data(), 1, n, f);
+        if (forma.probabile(0.01)) std::fputs("  *RIF.", f);
         std::fwrite("\r\n", 1, 2, f);
     }
     if (std::fclose(f) != 0) {

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <memory>
 #include <cctype>
 
 #include "piattaforma/piattaforma_copione.hpp"  // componi_data_ora
@@ -413,42 +414,66 @@ bool piattaforma_win32::esiste_direttorio(const std::string& percorso) {
 }
 
 std::string piattaforma_win32::leggi_file(const std::string& percorso) {
-    HANDLE f = CreateFileA(percorso.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (f == INVALID_HANDLE_VALUE) fallisce(percorso);
     std::string r;
-    char blocco[65536];
-    for (;;) {
-        DWORD letti = 0;
-        if (!ReadFile(f, blocco, sizeof blocco, &letti, nullptr)) {
-            const DWORD e = GetLastError();
-            CloseHandle(f);
-            throw errore_file(percorso, problema_file(e));
-        }
-        if (letti == 0) break;
-        r.append(blocco, letti);
-    }
-    CloseHandle(f);
+    leggi_a_blocchi(percorso, [&](std::string_view b) { r.append(b); });
     return r;
 }
 
+void piattaforma_win32::leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) {
+    HANDLE f = CreateFileA(percorso.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                           nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);
+    if (f == INVALID_HANDLE_VALUE) fallisce(percorso);
+    std::unique_ptr<char[]> blocco(new char[1 << 18]);
+    try {
+        for (;;) {
+            DWORD letti = 0;
+            if (!ReadFile(f, blocco.get(), 1 << 18, &letti, nullptr))
+                throw errore_file(percorso, problema_file(GetLastError()));
+            if (letti == 0) break;
+            ricevi(std::string_view(blocco.get(), letti));
+        }
+    } catch (...) {
+        CloseHandle(f);
+        throw;
+    }
+    CloseHandle(f);
+}
+
 void piattaforma_win32::scrivi_file(const std::string& percorso, const std::string& contenuto) {
+    scrivi_a_blocchi(percorso, [&](const ricevi_blocco& scrivi) { scrivi(contenuto); });
+}
+
+void piattaforma_win32::scrivi_a_blocchi(const std::string& percorso,
+                                         const std::function<void(const ricevi_blocco&)>& produci) {
     const std::string provvisorio = percorso + suffisso_scrittura;
     HANDLE f = CreateFileA(provvisorio.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                            FILE_ATTRIBUTE_NORMAL, nullptr);
     if (f == INVALID_HANDLE_VALUE) fallisce(percorso);
-    std::size_t scritti_tutti = 0;
     bool riuscito = true;
-    while (riuscito && scritti_tutti < contenuto.size()) {
-        DWORD scritti = 0;
-        const DWORD blocco = static_cast<DWORD>(std::min<std::size_t>(contenuto.size() - scritti_tutti, 1 << 20));
-        riuscito = WriteFile(f, contenuto.data() + scritti_tutti, blocco, &scritti, nullptr) && scritti == blocco;
-        scritti_tutti += scritti;
+    DWORD errore = 0;
+    try {
+        produci([&](std::string_view contenuto) {
+            std::size_t scritti_tutti = 0;
+            while (riuscito && scritti_tutti < contenuto.size()) {
+                DWORD scritti = 0;
+                const DWORD blocco =
+                    static_cast<DWORD>(std::min<std::size_t>(contenuto.size() - scritti_tutti, 1 << 20));
+                riuscito = WriteFile(f, contenuto.data() + scritti_tutti, blocco, &scritti, nullptr) && scritti == blocco;
+                if (!riuscito) errore = GetLastError();
+                scritti_tutti += scritti;
+            }
+        });
+    } catch (...) {
+        CloseHandle(f);
+        DeleteFileA(provvisorio.c_str());
+        throw;
     }
     // On disk before it takes the file's name: after a power cut the file
     // is the old one or the whole new one, never a name over empty blocks.
-    if (riuscito && !FlushFileBuffers(f)) riuscito = false;
-    DWORD errore = riuscito ? 0 : GetLastError();
+    if (riuscito && !FlushFileBuffers(f)) {
+        riuscito = false;
+        errore = GetLastError();
+    }
     if (!CloseHandle(f) && riuscito) {
         riuscito = false;
         errore = GetLastError();
