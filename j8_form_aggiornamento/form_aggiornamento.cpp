@@ -135,8 +135,13 @@ esito_caricamento form_aggiornamento::Form_Load() {
     modello.Label1.left = modello.Label2.left = modello.Label3.left;
 
     // A run killed half-way left its journal: put the tables back before
-    // anything else, whatever the rest of the load finds.
-    controlla_aggiornamento_interrotto(p_);
+    // anything else, whatever the rest of the load finds. A journal held
+    // open belongs to a run still going in another start of the program:
+    // its working folder and tables are not ours to touch.
+    if (controlla_aggiornamento_interrotto(p_) == esito_avvio::in_corso) {
+        p_.messaggio("j8_bbs \xE8 gi\xE0 in esecuzione.", titolo_form);
+        return esito_caricamento::fine_programma;
+    }
 
     // The main application's settings first: a missing or damaged file ends
     // the program before anything on disk has changed.
@@ -248,8 +253,13 @@ void form_aggiornamento::inizia_ripristino() {
     giornale_attivo_ = true;
 }
 
+// Between writes the journal is held open, so nothing else (another start
+// of the program above all) can delete it or restore from it mid-run.
 void form_aggiornamento::scrivi_giornale() {
-    p_.scrivi_file(direttorio_ripristino() + nome_giornale, componi_giornale(giornale_));
+    const std::string percorso = direttorio_ripristino() + nome_giornale;
+    p_.rilascia(percorso);
+    p_.scrivi_file(percorso, componi_giornale(giornale_));
+    p_.tieni_aperto(percorso);
 }
 
 // Saves a file of the tables directory the first time the run is about to
@@ -280,6 +290,7 @@ void form_aggiornamento::copia_in_tabelle(const std::string& da, const std::stri
 }
 
 void form_aggiornamento::chiudi_ripristino() {
+    p_.rilascia(direttorio_ripristino() + nome_giornale);
     elimina_ripristino(p_, direttorio_ripristino());
     giornale_attivo_ = false;
 }
@@ -315,6 +326,7 @@ void form_aggiornamento::interrompi(const std::string& problema) {
                                                      ? "  ------- Aggiornamento interrotto: tabelle ripristinate -------"
                                                      : "  ------- Aggiornamento interrotto: tabelle NON ripristinate -------");
     ridisegna();
+    p_.rilascia(direttorio_ripristino() + nome_giornale);
     p_.messaggio(testo, titolo_form);
     if (ripristinate && toccate) chiudi_ripristino();
     svuota_e_rimuovi(direttorio_lavoro);

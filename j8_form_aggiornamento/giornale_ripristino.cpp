@@ -169,6 +169,9 @@ esito_avvio controlla_aggiornamento_interrotto(piattaforma& p) {
     const std::string copie = direttorio_ripristino();
     const std::string percorso = copie + nome_giornale;
     if (!p.esiste_file(percorso)) return esito_avvio::nessun_giornale;
+    // A run still going holds its journal: its tables are not ours to touch.
+    if (!p.tieni_aperto(percorso)) return esito_avvio::in_corso;
+    p.rilascia(percorso);
     std::optional<giornale_ripristino> g;
     std::string errore;
     try {

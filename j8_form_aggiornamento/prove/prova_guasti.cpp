@@ -242,6 +242,40 @@ TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio
     EXPECT_GT(gia_complete, 3);
 }
 
+// A second start while a run is extracting (a double click on a form that
+// seemed stuck): it finds the run's journal held, says the program is
+// already running and ends without touching a file; the run completes as
+// if alone.
+TEST(guasti_aggiornamento, secondo_avvio_durante_la_corsa_non_tocca_nulla) {
+    const riferimento& atteso = corsa_indisturbata();
+    corsa c;
+    c.prepara();
+    ASSERT_EQ(c.form.Form_Load(), esito_caricamento::pronto);
+    auto disco = [&] {
+        std::map<std::string, std::string> d;
+        for (const auto& f : c.p.tutti_i_file()) d[f] = c.p.leggi_file(f);
+        return d;
+    };
+    std::optional<esito_caricamento> secondo;
+    bool intatto = false;
+    c.p.osservatore = [&](const piattaforma_copione::voce& v) {
+        if (v.cosa != piattaforma_copione::tipo::avvio || secondo) return;
+        const auto prima = disco();
+        vista_registrata altra;
+        form_aggiornamento altro(c.p, altra);
+        secondo = altro.Form_Load();
+        intatto = disco() == prima;
+    };
+    c.form.esegui_aggiornamento();
+    ASSERT_TRUE(secondo.has_value());
+    EXPECT_EQ(*secondo, esito_caricamento::fine_programma);
+    EXPECT_TRUE(intatto);
+    EXPECT_EQ(c.messaggi(), std::vector<std::string>{"j8_bbs \xE8 gi\xE0 in esecuzione."});
+    EXPECT_TRUE(c.completato());
+    EXPECT_TRUE(c.stato() == atteso.dopo);
+    EXPECT_EQ(c.valore_aggiornamento(), "j8000001");
+}
+
 // A start that is itself killed while putting the tables back: the journal
 // is still there, so the start after it finishes the job.
 TEST(guasti_aggiornamento, ripristino_all_avvio_interrotto_si_riprende) {
