@@ -604,8 +604,9 @@ void form_aggiornamento::completa() {
     giornale_.nuovo = nome_da_percorso(pacchetto_corrente_);
     scrivi_giornale();
     const bool registrato = riscrivi_impostazioni();
-    chiudi_ripristino();
 
+    // The journal goes last: a kill during the clean-up leaves it for the
+    // next start, which finishes the clean-up.
     svuota_e_rimuovi(direttorio_lavoro);
     const std::string da_bbs = senza_barra(direttorio_da_bbs);
     try {
@@ -618,6 +619,7 @@ void form_aggiornamento::completa() {
         }
     } catch (const std::exception&) {
     }
+    chiudi_ripristino();
 
     m.Label2.caption = "Chiudere il programma di aggiornamento";
     ridisegna();

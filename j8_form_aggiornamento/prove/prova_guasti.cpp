@@ -222,6 +222,11 @@ TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio
             ++gia_complete;
             EXPECT_TRUE(c.stato() == atteso.dopo);
             EXPECT_TRUE(c.messaggi().empty());
+            // The start finished the clean-up: a further run goes on from
+            // the recorded package (none follows) and changes nothing.
+            form->esegui_aggiornamento();
+            EXPECT_EQ(c.valore_aggiornamento(), "j8000001");
+            EXPECT_TRUE(c.stato() == atteso.dopo);
             continue;
         }
         EXPECT_TRUE(c.p.leggi_file(c.file_bbs) == c.impostazioni_bbs_iniziali);
