@@ -286,7 +286,23 @@ void form_aggiornamento::proteggi(const std::string& nome) {
 
 void form_aggiornamento::copia_in_tabelle(const std::string& da, const std::string& nome) {
     proteggi(nome);
-    p_.copia_file(da, direttorio_tabelle + nome);
+    copia_intera(da, direttorio_tabelle + nome);
+}
+
+// A copy cut short straight onto a table would leave it half-written: the
+// copy is made beside it and takes its name in one step.
+void form_aggiornamento::copia_intera(const std::string& da, const std::string& a) {
+    const std::string provvisorio = a + suffisso_scrittura;
+    try {
+        p_.copia_file(da, provvisorio);
+        p_.sostituisci_file(provvisorio, a);
+    } catch (const std::exception&) {
+        try {
+            if (p_.esiste_file(provvisorio)) p_.cancella_file(provvisorio);
+        } catch (const std::exception&) {
+        }
+        throw;
+    }
 }
 
 void form_aggiornamento::chiudi_ripristino() {
@@ -567,8 +583,9 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
                 }
                 proteggi(bersaglio);
                 try {
-                    p_.copia_file(direttorio_lavoro + nome, direttorio_tabelle + bersaglio);
+                    copia_intera(direttorio_lavoro + nome, direttorio_tabelle + bersaglio);
                 } catch (const std::exception&) {
+                    // Ignored: the old table stays, whole.
                 }
             }
         }

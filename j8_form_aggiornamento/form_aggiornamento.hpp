@@ -78,6 +78,7 @@ private:
     void proteggi(const std::string& nome);
     void scrivi_giornale();
     void copia_in_tabelle(const std::string& da, const std::string& nome);
+    void copia_intera(const std::string& da, const std::string& a);
     void chiudi_ripristino();
     void interrompi(const std::string& problema);
 
