@@ -311,7 +311,64 @@ void form_aggiornamento::chiudi_ripristino() {
     giornale_attivo_ = false;
 }
 
-void form_aggiornamento::interrompi(const std::string& problema) {
+namespace {
+
+bool sotto(const std::string& percorso, const std::string& direttorio) {
+    return !direttorio.empty() && percorso.size() > direttorio.size() &&
+           minuscolo(percorso.substr(0, direttorio.size())) == minuscolo(direttorio);
+}
+
+// Problems that go away by themselves or once the user has seen to them:
+// a full disk, a file another program holds, a drive not ready.
+bool passeggero(const std::string& problema) {
+    return problema == "disco pieno" || problema == "accesso negato" || problema.rfind("file in uso", 0) == 0 ||
+           problema.rfind("unit\xE0 non pronta", 0) == 0;
+}
+
+}  // namespace
+
+// A failure as the pharmacist knows its file: the package, the file inside
+// it or the table, never the working copy the run made of it.
+std::string form_aggiornamento::descrivi(const std::exception& e, consiglio& c) const {
+    const std::string pacchetto = pacchetto_corrente_.empty() ? std::string()
+                                                              : minuscolo(nome_da_percorso(pacchetto_corrente_)) + ".exe";
+    c = consiglio::correggere;
+    if (dynamic_cast<const errore_avvio*>(&e)) {
+        c = consiglio::fornitore;
+        return std::string("il pacchetto ") + pacchetto + " non si avvia (" + e.what() + ")";
+    }
+    const auto* f = dynamic_cast<const errore_file*>(&e);
+    if (!f) return messaggio_di(e);
+    std::string percorso = f->percorso();
+    const std::string suffisso = suffisso_scrittura;
+    if (percorso.size() > suffisso.size() &&
+        minuscolo(percorso.substr(percorso.size() - suffisso.size())) == suffisso)
+        percorso.resize(percorso.size() - suffisso.size());
+    const std::string nome = percorso.substr(percorso.rfind('\\') + 1);
+    const bool tabella = std::find(tabelle_obbligatorie.begin(), tabelle_obbligatorie.end(), minuscolo(nome)) !=
+                         tabelle_obbligatorie.end();
+    bool del_pacchetto = false;
+    std::string cosa = percorso;
+    if (minuscolo(percorso) == minuscolo(senza_barra(direttorio_lavoro))) {
+        cosa = "la cartella di lavoro dell'aggiornamento";
+    } else if (sotto(percorso, direttorio_lavoro) && tabella) {
+        cosa = "la tabella " + direttorio_tabelle + nome;
+    } else if (sotto(percorso, direttorio_lavoro)) {
+        cosa = "il file " + nome + " del pacchetto " + pacchetto;
+        del_pacchetto = true;
+    } else if (sotto(percorso, direttorio_tabelle)) {
+        const bool tda = minuscolo(nome).size() > 4 && minuscolo(nome).substr(nome.size() - 4) == ".tda";
+        cosa = (tda ? "la tabella " : "il file ") + direttorio_tabelle + nome;
+    } else if (sotto(percorso, direttorio_da_bbs)) {
+        cosa = "il pacchetto " + nome + " (in " + direttorio_da_bbs + ")";
+        del_pacchetto = true;
+    }
+    if (passeggero(f->problema())) c = consiglio::ripetere;
+    else if (del_pacchetto) c = consiglio::fornitore;
+    return f->problema() + ": " + cosa;
+}
+
+void form_aggiornamento::interrompi(const std::string& problema, consiglio c) {
     std::string errore_ripristino;
     const bool toccate = giornale_attivo_;
     const bool ripristinate =
@@ -327,8 +384,16 @@ void form_aggiornamento::interrompi(const std::string& problema) {
                  direttorio_ripristino() + ": il ripristino verr\xE0" " ritentato al prossimo avvio del programma.";
     }
     if (ripristinate) {
-        testo += a_capo + "Il file j8_bbs_config.txt non \xE8" " stato modificato: "
-                          "l'aggiornamento si pu\xF2" " ripetere.";
+        testo += a_capo + "Il file j8_bbs_config.txt non \xE8" " stato modificato";
+        if (c == consiglio::ripetere) {
+            testo += ": l'aggiornamento si pu\xF2" " ripetere.";
+        } else if (c == consiglio::fornitore) {
+            testo += ". Il pacchetto " + minuscolo(nome_da_percorso(pacchetto_corrente_)) +
+                     ".exe non si pu\xF2" " applicare: chiedere al fornitore del programma una nuova copia del "
+                     "pacchetto.";
+        } else {
+            testo += ". Correggere il problema indicato prima di ripetere l'aggiornamento.";
+        }
     }
     modello.Timer1.enabled = false;
     modello.ProgressBar1.visible = false;
@@ -414,7 +479,9 @@ void form_aggiornamento::aggiorna_tabelle() {
         applica_pacchetti(prossimo, totale);
         completa();
     } catch (const std::exception& e) {
-        interrompi(messaggio_di(e));
+        consiglio c;
+        const std::string problema = descrivi(e, c);
+        interrompi(problema, c);
     }
 }
 
@@ -518,6 +585,7 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
     avanzamento_form av(p_, m, vista_);
     int contatore = 0;
     while (!prossimo.empty()) {
+        pacchetto_corrente_ = direttorio_da_bbs + prossimo;
         p_.copia_file(direttorio_da_bbs + prossimo, direttorio_archivio + prossimo);
 
         m.Label1.caption = "Caricamento tabelle in corso. Attendere...";

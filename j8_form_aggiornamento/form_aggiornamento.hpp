@@ -4,6 +4,7 @@
 // through `piattaforma`, so tests drive the whole run on the scripted
 // stand-in and can fail any single step.
 
+#include <exception>
 #include <functional>
 #include <string>
 #include <utility>
@@ -80,7 +81,10 @@ private:
     void copia_in_tabelle(const std::string& da, const std::string& nome);
     void copia_intera(const std::string& da, const std::string& a);
     void chiudi_ripristino();
-    void interrompi(const std::string& problema);
+    // What the pharmacist can do about a failure.
+    enum class consiglio { ripetere, fornitore, correggere };
+    std::string descrivi(const std::exception& e, consiglio& c) const;
+    void interrompi(const std::string& problema, consiglio c);
 
     void attendi(double secondi);
     void svuota_e_rimuovi(const std::string& direttorio);

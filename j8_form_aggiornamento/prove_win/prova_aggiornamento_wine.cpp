@@ -154,6 +154,10 @@ public:
     void copia_file(const std::string& da, const std::string& a) override {
         std::string chiave = a;
         for (char& c : chiave) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        // A copy into the tables goes first to a name beside the table.
+        const std::string provvisorio = suffisso_scrittura;
+        if (chiave.size() > provvisorio.size() && chiave.substr(chiave.size() - provvisorio.size()) == provvisorio)
+            chiave.resize(chiave.size() - provvisorio.size());
         if (!copia_guasta.empty() && chiave == copia_guasta && ++viste == volta_guasta) {
             throw errore_file(a, "disco pieno");
         }
@@ -312,7 +316,10 @@ TEST_F(aggiornamento_wine, disco_pieno_a_meta_rimette_le_tabelle) {
     const auto& m = finestra.form.modello;
     EXPECT_EQ(m.Label1.caption, "Chiudere il programma");
     ASSERT_EQ(p.messaggi.size(), 1u);
-    EXPECT_NE(p.messaggi[0].find("notessn.tda"), std::string::npos) << p.messaggi[0];
+    EXPECT_NE(p.messaggi[0].find("disco pieno: la tabella " + con_barra(radice / "tabelle") + "notessn.tda"),
+              std::string::npos)
+        << p.messaggi[0];
+    EXPECT_NE(p.messaggi[0].find("l'aggiornamento si pu\xF2 ripetere"), std::string::npos) << p.messaggi[0];
     EXPECT_NE(p.messaggi[0].find("disco pieno"), std::string::npos) << p.messaggi[0];
     EXPECT_NE(p.messaggi[0].find("Le tabelle sono state ripristinate"), std::string::npos) << p.messaggi[0];
     foto(finestra.handle(), L"form_aggiornamento_interrotto.bmp");
