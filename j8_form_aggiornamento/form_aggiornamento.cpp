@@ -103,7 +103,15 @@ modello_aggiornamento::modello_aggiornamento() {
 form_aggiornamento::form_aggiornamento(piattaforma& p, vista_aggiornamento& vista)
     : p_(p), vista_(vista) {}
 
-void form_aggiornamento::attendi(double secondi) { attendi_secondi(p_, secondi); }
+// The window keeps painting (and blinking) through every wait, so it
+// never shows as not responding; clicks meanwhile are ignored by the run.
+void form_aggiornamento::attendi(double secondi) {
+    constexpr double passo = 0.1;
+    for (double resto = secondi; resto > 0; resto -= passo) {
+        p_.esegui_eventi();
+        attendi_secondi(p_, std::min(passo, resto));
+    }
+}
 
 void form_aggiornamento::svuota_e_rimuovi(const std::string& direttorio) {
     const std::string d = senza_barra(direttorio);
@@ -293,6 +301,7 @@ void form_aggiornamento::copia_in_tabelle(const std::string& da, const std::stri
 // copy is made beside it and takes its name in one step.
 void form_aggiornamento::copia_intera(const std::string& da, const std::string& a) {
     const std::string provvisorio = a + suffisso_scrittura;
+    p_.esegui_eventi();
     try {
         p_.copia_file(da, provvisorio);
         p_.sostituisci_file(provvisorio, a);

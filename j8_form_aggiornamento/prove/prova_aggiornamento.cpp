@@ -3,6 +3,8 @@
 // tables after a failure.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include <algorithm>
 #include <map>
 
@@ -184,7 +186,18 @@ TEST_F(banco_prova, due_pacchetti_con_atc_riapplicato_e_file_new) {
     secondo["leggimi.txt"] = "ignorato";
     metti_pacchetto(1, secondo);
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
+    // The window is let paint at least every half second of the run, and a
+    // click meanwhile starts nothing.
+    double ultimo = p.orologio() * 86400, piu_lungo = 0;
+    bool cliccato = false;
+    p.su_eventi = [&] {
+        piu_lungo = std::max(piu_lungo, p.orologio() * 86400 - ultimo);
+        ultimo = p.orologio() * 86400;
+        if (!std::exchange(cliccato, true)) form.Command1_Click();
+    };
     form.esegui_aggiornamento();
+    p.su_eventi = nullptr;
+    EXPECT_LT(std::max(piu_lungo, p.orologio() * 86400 - ultimo), 0.5);
 
     const auto stati = vista.stati_label1();
     EXPECT_EQ(std::count(stati.begin(), stati.end(), "Aggiornamento ATC. Attendere..."), 2);
