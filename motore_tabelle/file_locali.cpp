@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <fstream>
 #include <sstream>
 
@@ -35,31 +36,58 @@ bool file_locali::esiste_file(const std::string& percorso) {
 }
 
 std::string file_locali::leggi_file(const std::string& percorso) {
+    std::string dati;
+    // Sized up front: large files are read without growing the buffer.
+    std::error_code ec;
+    auto dimensione = std::filesystem::file_size(percorso, ec);
+    if (!ec) dati.reserve(static_cast<size_t>(dimensione) + 1);
+    leggi_a_blocchi(percorso, [&](std::string_view b) { dati.append(b); });
+    return dati;
+}
+
+void file_locali::leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) {
     std::error_code ec;
     if (std::filesystem::is_directory(percorso, ec)) throw errore_file(percorso, descrivi_errno(EISDIR));
     std::FILE* f = std::fopen(percorso.c_str(), "rb");
     if (!f) throw errore_file(percorso, "impossibile leggere il file, " + descrivi_errno(errno));
-    std::string dati;
-    // Sized up front: large tables are read without growing the buffer.
-    auto dimensione = std::filesystem::file_size(percorso, ec);
-    if (!ec) dati.reserve(static_cast<size_t>(dimensione) + 1);
-    char blocco[65536];
+    std::unique_ptr<char[]> blocco(new char[1 << 18]);
     size_t letti;
-    while ((letti = std::fread(blocco, 1, sizeof blocco, f)) > 0) dati.append(blocco, letti);
+    try {
+        while ((letti = std::fread(blocco.get(), 1, 1 << 18, f)) > 0) ricevi(std::string_view(blocco.get(), letti));
+    } catch (...) {
+        std::fclose(f);
+        throw;
+    }
     bool errore = std::ferror(f);
     std::fclose(f);
     if (errore) throw errore_file(percorso, "errore di lettura");
-    return dati;
 }
 
 void file_locali::scrivi_file(const std::string& percorso, const std::string& contenuto) {
+    scrivi_a_blocchi(percorso, [&](const ricevi_blocco& scrivi) { scrivi(contenuto); });
+}
+
+void file_locali::scrivi_a_blocchi(const std::string& percorso,
+                                   const std::function<void(const ricevi_blocco&)>& produci) {
     // Written beside the target and renamed over it: a failure part-way
     // leaves the old file whole.
     const std::string provvisorio = percorso + ".j8tmp";
     std::FILE* f = std::fopen(provvisorio.c_str(), "wb");
     if (!f) throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(errno));
-    bool ok = std::fwrite(contenuto.data(), 1, contenuto.size(), f) == contenuto.size();
-    int e = errno;
+    bool ok = true;
+    int e = 0;
+    try {
+        produci([&](std::string_view b) {
+            if (ok && std::fwrite(b.data(), 1, b.size(), f) != b.size()) {
+                ok = false;
+                e = errno;
+            }
+        });
+    } catch (...) {
+        std::fclose(f);
+        std::remove(provvisorio.c_str());
+        throw;
+    }
     if (std::fclose(f) != 0 && ok) {
         ok = false;
         e = errno;

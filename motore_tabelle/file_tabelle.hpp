@@ -3,8 +3,10 @@
 // engine its platform (so every file step can be watched and failed in
 // tests); the command-line tools hand it a plain local implementation.
 
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace j8 {
 
@@ -33,6 +35,22 @@ public:
     // then put in place, so a failure never leaves it half-written.
     virtual void scrivi_file(const std::string& percorso, const std::string& contenuto) = 0;
     virtual void cancella_file(const std::string& percorso) = 0;
+
+    // Block-wise forms, so a large table never has to be held twice: the
+    // reader hands the file's bytes in order, in pieces of any size; the
+    // writer calls `produci` with a sink that takes the content piece by
+    // piece, with the guarantees of scrivi_file. The defaults go through
+    // leggi_file and scrivi_file; real file systems override them.
+    using ricevi_blocco = std::function<void(std::string_view)>;
+    virtual void leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) {
+        const std::string dati = leggi_file(percorso);
+        ricevi(dati);
+    }
+    virtual void scrivi_a_blocchi(const std::string& percorso, const std::function<void(const ricevi_blocco&)>& produci) {
+        std::string contenuto;
+        produci([&](std::string_view b) { contenuto.append(b); });
+        scrivi_file(percorso, contenuto);
+    }
     virtual void rinomina_file(const std::string& da, const std::string& a) = 0;
 };
 

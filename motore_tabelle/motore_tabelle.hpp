@@ -11,7 +11,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
+#include <initializer_list>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -125,6 +128,104 @@ using record_variazione_atc = riga_fissa<variazione_atc::larghezza>;
 using record_ditta = riga_fissa<ditta::larghezza>;
 using record_variazione_ditta = riga_fissa<variazione_ditta::larghezza>;
 
+// ---------------------------------------------------------------- storage
+
+// Large blocks the records of a table are cut from; a record never moves
+// once placed, so rows can point into it.
+class arena_righe {
+public:
+    // Room for up to `massimo` bytes; `chiudi` keeps the first `usati`.
+    char* apri(std::size_t massimo);
+    void chiudi(std::size_t usati) {
+        cima_ += usati;
+        libero_ -= usati;
+    }
+    char* prendi(std::size_t n) {
+        char* p = apri(n);
+        chiudi(n);
+        return p;
+    }
+    void svuota();
+
+private:
+    std::vector<std::unique_ptr<char[]>> blocchi_;
+    char* cima_ = nullptr;
+    std::size_t libero_ = 0, totale_ = 0;
+};
+
+// A record as stored: its line cut at the layout, trailing blanks left
+// out; what is not stored reads as blanks.
+struct voce_riga {
+    char* dati;
+    std::size_t lunghezza;
+};
+
+// A table of fixed-width records held as their stored bytes in a few large
+// blocks plus one small row entry per record, so a table of short or empty
+// lines takes little more than its file. Row 1 is at index 0.
+template <std::size_t W>
+class tabella_righe {
+public:
+    static constexpr std::size_t larghezza = W;
+    std::vector<voce_riga> voci;
+    arena_righe arena;
+
+    tabella_righe() = default;
+    tabella_righe(const tabella_righe&) = delete;
+    tabella_righe& operator=(const tabella_righe&) = delete;
+    tabella_righe(tabella_righe&&) = default;
+    tabella_righe& operator=(tabella_righe&&) = default;
+    tabella_righe& operator=(std::initializer_list<riga_fissa<W>> righe) {
+        clear();
+        for (const auto& r : righe) push_back(r);
+        return *this;
+    }
+
+    std::size_t size() const { return voci.size(); }
+    bool empty() const { return voci.empty(); }
+    void clear() {
+        std::vector<voce_riga>().swap(voci);
+        arena.svuota();
+    }
+    // The stored bytes of record i (at most W).
+    std::string_view riga(std::size_t i) const { return {voci[i].dati, voci[i].lunghezza}; }
+    // Record i padded to the layout, as a copy.
+    riga_fissa<W> operator[](std::size_t i) const { return riga_fissa<W>(riga(i)); }
+    // Character k (0-based) of record i.
+    char carattere(std::size_t i, std::size_t k) const { return k < voci[i].lunghezza ? voci[i].dati[k] : ' '; }
+    // Field f of record i, blank-padded; `appoggio` (f.larghezza bytes)
+    // holds it when the line stops inside the field.
+    std::string_view campo_di(std::size_t i, campo f, char* appoggio) const {
+        const voce_riga& v = voci[i];
+        const std::size_t da = f.posizione - 1u;
+        if (v.lunghezza >= da + f.larghezza) return {v.dati + da, f.larghezza};
+        for (std::size_t k = 0; k < f.larghezza; ++k) appoggio[k] = da + k < v.lunghezza ? v.dati[da + k] : ' ';
+        return {appoggio, f.larghezza};
+    }
+    // Record i at full width and writable: a shorter line is first copied,
+    // padded, into the blocks.
+    char* modifica(std::size_t i) {
+        voce_riga& v = voci[i];
+        if (v.lunghezza < W) {
+            char* p = arena.prendi(W);
+            std::memcpy(p, v.dati, v.lunghezza);
+            std::memset(p + v.lunghezza, ' ', W - v.lunghezza);
+            v = {p, W};
+        }
+        return v.dati;
+    }
+    // A copy of `riga` cut at the layout, without trailing blanks.
+    voce_riga copia(std::string_view riga) {
+        std::size_t n = riga.size() < W ? riga.size() : W;
+        while (n > 0 && riga[n - 1] == ' ') --n;
+        char* p = arena.prendi(n);
+        if (n) std::memcpy(p, riga.data(), n);
+        return {p, n};
+    }
+    void push_back(std::string_view riga) { voci.push_back(copia(riga)); }
+    void push_back(const riga_fissa<W>& r) { push_back(r.riga()); }
+};
+
 // One entry of `indice_codici`: a product code and the 1-based position of
 // its record in `tabella_farmaci`.
 struct voce_indice {
@@ -196,6 +297,15 @@ void ShellSortAny(std::span<T> righe, bool discendente, Maggiore maggiore, avanz
 
 // ---------------------------------------------------------------- engine
 
+// What one merge did to its table's lines. "sostituite" counts update lines
+// applied to an existing record; "rimosse" counts lines that leave the table
+// file: a drug the update marks cancelled (its status turns to "C", the line
+// stays but the drug is gone for the pharmacy) and a company line dropped at
+// writing as a repeat of the code before it.
+struct conteggio_variazioni {
+    std::int64_t aggiunte = 0, sostituite = 0, rimosse = 0;
+};
+
 class motore_tabelle {
 public:
     // Today's date as yyyymmdd.
@@ -205,12 +315,12 @@ public:
 
     // The in-memory tables. Vectors hold record 1 at index 0; positions in
     // `indice_codici` and the result of `cerca_codice` are 1-based.
-    std::vector<record_farmaco> tabella_farmaci;
+    tabella_righe<farmaco::larghezza> tabella_farmaci;
     std::vector<voce_indice> indice_codici;
-    std::vector<record_nota> tabella_notessn;
-    std::vector<record_principio_attivo> tabella_principi_attivi;
-    std::vector<record_atc> tabella_atc;
-    std::vector<record_ditta> tabella_ditte;
+    tabella_righe<nota::larghezza> tabella_notessn;
+    tabella_righe<principio_attivo::larghezza> tabella_principi_attivi;
+    tabella_righe<classe_atc::larghezza> tabella_atc;
+    tabella_righe<ditta::larghezza> tabella_ditte;
 
     // Reads farmaci, principi_attivi, notessn, atc, ditte (".tda") from
     // `direttorio` in that order (a missing table is empty), builds
@@ -218,11 +328,8 @@ public:
     // 100 x its size / total size. Visibility of the bar is the caller's.
     void carica_tabelle(const std::string& direttorio);
     // Single tables, from a full path; a missing file gives an empty table.
-    // Every reader (tables and update files alike) throws errore_file,
-    // before anything changes, for a line with text past its layout or for
-    // so many empty or short lines that the records would take more than
-    // eight times the file's size (and are more than 1000); shorter lines
-    // are accepted with blank fields.
+    // Every reader (tables and update files alike) cuts a longer line at its
+    // layout and pads a shorter or empty one with blanks.
     void carica_farmaci(const std::string& percorso);
     void carica_notessn(const std::string& percorso);
     void carica_principi_attivi(const std::string& percorso);
@@ -233,14 +340,15 @@ public:
 
     // The merges: read `direttorio` + `nome_file`, change the table in
     // memory, write the table file into `direttorio`.
-    void aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file);
-    void aggiorna_notessn(const std::string& direttorio, const std::string& nome_file);
-    void aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file);
-    void aggiorna_atc(const std::string& direttorio, const std::string& nome_file);
-    void aggiorna_ditte(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_notessn(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_atc(const std::string& direttorio, const std::string& nome_file);
+    conteggio_variazioni aggiorna_ditte(const std::string& direttorio, const std::string& nome_file);
     // Calls the merge that `nome_file` (lower-cased) names; false when it is
-    // not one of the five update files.
-    bool applica_aggiornamento(const std::string& direttorio, const std::string& nome_file);
+    // not one of the five update files. Fills `conteggio` when given.
+    bool applica_aggiornamento(const std::string& direttorio, const std::string& nome_file,
+                               conteggio_variazioni* conteggio = nullptr);
     // True for "farmaci.faf", "notessn.faf", ... in any letter case.
     static bool e_file_aggiornamento(std::string_view nome_file);
 

@@ -96,9 +96,16 @@ TEST_F(strumento, giro_completo_con_file_vuoti_lascia_le_tabelle_identiche) {
 
 TEST_F(strumento, aggiornamento_secondario_doppi_e_riduci) {
     genera(50);
-    scrivi(dir / "farmaci.faf", farmaco_prova{"", "000099999", "AAA NUOVO"}.variazione() + "\r\n");
+    // One new drug, one cancelled by its flag, one replaced.
+    scrivi(dir / "farmaci.faf", righe({farmaco_prova{"", "000099999", "AAA NUOVO"}.variazione(),
+                                       farmaco_prova{"", "000007919", "FARMACO 00001", "S"}.variazione(),
+                                       farmaco_prova{"", "000015838", "FARMACO 00002"}.variazione()}));
     scrivi(dir / "ditte.faf", "0002ALTRA\n");
-    ASSERT_EQ(esegui("aggiorna " + dir.string() + " farmaci.faf ditte.faf"), 0);
+    std::string conteggi;
+    ASSERT_EQ(esegui("aggiorna " + dir.string() + " --conteggi farmaci.faf ditte.faf", nullptr, &conteggi), 0);
+    EXPECT_EQ(conteggi,
+              "farmaci.faf: 1 aggiunte, 1 sostituite, 1 rimosse\n"
+              "ditte.faf: 1 aggiunte, 0 sostituite, 1 rimosse\n");
     auto f = dividi(leggi(dir / "farmaci.tda"));
     ASSERT_EQ(f.size(), 51u);
     EXPECT_EQ(campo_di(f[0], farmaco::codice), "000099999");
@@ -109,7 +116,7 @@ TEST_F(strumento, aggiornamento_secondario_doppi_e_riduci) {
 
     ASSERT_EQ(esegui("secondario " + dir.string()), 0);
     auto s = dividi(leggi(dir / "farmaci_secondario_completo.tda"));
-    EXPECT_EQ(s.size(), 34u);  // 33 of 50 are not "C", plus the new one
+    EXPECT_EQ(s.size(), 33u);  // 33 of 50 are not "C", plus the new one, less the cancelled one
     EXPECT_EQ(s[0].size(), 23u);
 
     scrivi(dir / "farmaci.tda", righe({f[0], f[0], f[1]}));

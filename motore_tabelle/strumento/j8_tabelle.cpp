@@ -22,7 +22,7 @@
 namespace {
 
 const char* const uso =
-    "uso: j8_tabelle aggiorna DIR [--oggi AAAAMMGG] FILE...\n"
+    "uso: j8_tabelle aggiorna DIR [--oggi AAAAMMGG] [--conteggi] FILE...\n"
     "     j8_tabelle doppi DIR\n"
     "     j8_tabelle secondario DIR\n"
     "     j8_tabelle riduci DIR\n";
@@ -58,9 +58,12 @@ int esegui(const std::vector<std::string>& arg) {
 
     if (comando == "aggiorna") {
         std::int32_t oggi = 0;
+        bool conteggi = false;
         std::vector<std::string> nomi;
         for (std::size_t i = 2; i < arg.size(); ++i) {
-            if (arg[i] == "--oggi") {
+            if (arg[i] == "--conteggi") {
+                conteggi = true;
+            } else if (arg[i] == "--oggi") {
                 if (i + 1 >= arg.size()) throw errore_uso{"--oggi senza data"};
                 const std::string& d = arg[++i];
                 if (!j8::data_valida(d))
@@ -82,7 +85,13 @@ int esegui(const std::vector<std::string>& arg) {
         j8::motore_tabelle motore(file, muto, oggi ? j8::motore_tabelle::fornitore_oggi([oggi] { return oggi; })
                                                    : j8::motore_tabelle::fornitore_oggi(j8::oggi_di_sistema));
         motore.carica_tabelle(dir);
-        for (const auto& n : nomi) motore.applica_aggiornamento(dir, n);
+        for (const auto& n : nomi) {
+            j8::conteggio_variazioni c;
+            motore.applica_aggiornamento(dir, n, &c);
+            if (conteggi)
+                std::cout << n << ": " << c.aggiunte << " aggiunte, " << c.sostituite << " sostituite, " << c.rimosse
+                          << " rimosse\n";
+        }
         return 0;
     }
     if (arg.size() != 2) throw errore_uso{"troppi argomenti per " + comando};
