@@ -191,6 +191,9 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
                 << testo;
             EXPECT_FALSE(c.giornale_presente());
             EXPECT_TRUE(c.p.esiste_file(direttorio_da_bbs + nome_pacchetto(1)));
+            // The report claims nothing the restore undid.
+            EXPECT_TRUE(contiene(c.form.modello.Text1.text, "Nessun pacchetto applicato.\r\nAggiornamento interrotto ("))
+                << c.form.modello.Text1.text;
 
             // The same run again, nothing failing.
             ASSERT_EQ(c.form.Form_Load(), esito_caricamento::pronto);

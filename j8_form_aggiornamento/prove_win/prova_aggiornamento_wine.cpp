@@ -273,6 +273,19 @@ TEST_F(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
     GetWindowTextW(finestra.handle(), testo, 128);
     EXPECT_EQ(std::wstring(testo), L"J8_aggiornamento");
     foto(finestra.handle(), L"form_aggiornamento_completato.bmp");
+    // The report below the progress, its text also saved in the archive.
+    wchar_t resoconto[2048] = {};
+    GetWindowTextW(GetDlgItem(finestra.handle(), 106), resoconto, 2048);
+    EXPECT_NE(std::wstring(resoconto).find(L"Pacchetti applicati: j8000000.exe j8000001.exe j8000002.exe\r\n"),
+              std::wstring::npos);
+    EXPECT_NE(std::wstring(resoconto).find(L"farmaci.tda: 60 righe aggiunte, 60 sostituite, 0 rimosse"),
+              std::wstring::npos)
+        << resoconto;
+    int salvati = 0;
+    for (const auto& voce : fs::directory_iterator(radice / "archivio"))
+        salvati += voce.path().filename().string().rfind("resoconto_", 0) == 0 &&
+                   leggi(voce.path()) == finestra.form.modello.Text1.text;
+    EXPECT_EQ(salvati, 1);
 
     const auto ottenute = tabelle_in(radice / "tabelle");
     const auto attese = tabelle_in(radice / "atteso");
