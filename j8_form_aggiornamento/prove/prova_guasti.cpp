@@ -230,9 +230,11 @@ TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio
         // Every table is whole even before the restore: copies are cut
         // short only under a temporary name.
         c.p.riavvia();
-        for (const auto& [nome, s] : c.stato())
-            if (nome.size() > 4 && nome.substr(nome.size() - 4) == ".tda")
+        for (const auto& [nome, s] : c.stato()) {
+            if (nome.size() > 4 && nome.substr(nome.size() - 4) == ".tda") {
                 EXPECT_TRUE(s.contenuto.empty() || s.contenuto.substr(s.contenuto.size() - 2) == "\r\n") << nome;
+            }
+        }
 
         vista_registrata v;
         auto form = c.riavvia(v);
