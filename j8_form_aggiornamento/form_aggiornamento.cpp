@@ -98,12 +98,24 @@ modello_aggiornamento::modello_aggiornamento() {
     Label3.width = 432;
     Label3.height = 150;
     Label3.caption = "";
+    Text1.left = 24;
+    Text1.top = 336;
+    Text1.width = 432;
+    Text1.height = 160;
 }
 
 form_aggiornamento::form_aggiornamento(piattaforma& p, vista_aggiornamento& vista)
     : p_(p), vista_(vista) {}
 
-void form_aggiornamento::attendi(double secondi) { attendi_secondi(p_, secondi); }
+// The window keeps painting (and blinking) through every wait, so it
+// never shows as not responding; clicks meanwhile are ignored by the run.
+void form_aggiornamento::attendi(double secondi) {
+    constexpr double passo = 0.1;
+    for (double resto = secondi; resto > 0; resto -= passo) {
+        p_.esegui_eventi();
+        attendi_secondi(p_, std::min(passo, resto));
+    }
+}
 
 void form_aggiornamento::svuota_e_rimuovi(const std::string& direttorio) {
     const std::string d = senza_barra(direttorio);
@@ -135,8 +147,13 @@ esito_caricamento form_aggiornamento::Form_Load() {
     modello.Label1.left = modello.Label2.left = modello.Label3.left;
 
     // A run killed half-way left its journal: put the tables back before
-    // anything else, whatever the rest of the load finds.
-    controlla_aggiornamento_interrotto(p_);
+    // anything else, whatever the rest of the load finds. A journal held
+    // open belongs to a run still going in another start of the program:
+    // its working folder and tables are not ours to touch.
+    if (controlla_aggiornamento_interrotto(p_) == esito_avvio::in_corso) {
+        p_.messaggio("j8_bbs \xE8 gi\xE0 in esecuzione.", titolo_form);
+        return esito_caricamento::fine_programma;
+    }
 
     // The main application's settings first: a missing or damaged file ends
     // the program before anything on disk has changed.
@@ -248,8 +265,13 @@ void form_aggiornamento::inizia_ripristino() {
     giornale_attivo_ = true;
 }
 
+// Between writes the journal is held open, so nothing else (another start
+// of the program above all) can delete it or restore from it mid-run.
 void form_aggiornamento::scrivi_giornale() {
-    p_.scrivi_file(direttorio_ripristino() + nome_giornale, componi_giornale(giornale_));
+    const std::string percorso = direttorio_ripristino() + nome_giornale;
+    p_.rilascia(percorso);
+    p_.scrivi_file(percorso, componi_giornale(giornale_));
+    p_.tieni_aperto(percorso);
 }
 
 // Saves a file of the tables directory the first time the run is about to
@@ -276,15 +298,90 @@ void form_aggiornamento::proteggi(const std::string& nome) {
 
 void form_aggiornamento::copia_in_tabelle(const std::string& da, const std::string& nome) {
     proteggi(nome);
-    p_.copia_file(da, direttorio_tabelle + nome);
+    copia_intera(da, direttorio_tabelle + nome);
+}
+
+// A copy cut short straight onto a table would leave it half-written: the
+// copy is made beside it and takes its name in one step.
+void form_aggiornamento::copia_intera(const std::string& da, const std::string& a) {
+    const std::string provvisorio = a + suffisso_scrittura;
+    p_.esegui_eventi();
+    try {
+        p_.copia_file(da, provvisorio);
+        p_.sostituisci_file(provvisorio, a);
+    } catch (const std::exception&) {
+        try {
+            if (p_.esiste_file(provvisorio)) p_.cancella_file(provvisorio);
+        } catch (const std::exception&) {
+        }
+        throw;
+    }
 }
 
 void form_aggiornamento::chiudi_ripristino() {
+    p_.rilascia(direttorio_ripristino() + nome_giornale);
     elimina_ripristino(p_, direttorio_ripristino());
     giornale_attivo_ = false;
 }
 
-void form_aggiornamento::interrompi(const std::string& problema) {
+namespace {
+
+bool sotto(const std::string& percorso, const std::string& direttorio) {
+    return !direttorio.empty() && percorso.size() > direttorio.size() &&
+           minuscolo(percorso.substr(0, direttorio.size())) == minuscolo(direttorio);
+}
+
+// Problems that go away by themselves or once the user has seen to them:
+// a full disk, a file another program holds, a drive not ready.
+bool passeggero(const std::string& problema) {
+    return problema == "disco pieno" || problema == "accesso negato" || problema.rfind("file in uso", 0) == 0 ||
+           problema.rfind("unit\xE0 non pronta", 0) == 0;
+}
+
+}  // namespace
+
+// A failure as the pharmacist knows its file: the package, the file inside
+// it or the table, never the working copy the run made of it.
+std::string form_aggiornamento::descrivi(const std::exception& e, consiglio& c) const {
+    const std::string pacchetto = pacchetto_corrente_.empty() ? std::string()
+                                                              : minuscolo(nome_da_percorso(pacchetto_corrente_)) + ".exe";
+    c = consiglio::correggere;
+    if (dynamic_cast<const errore_avvio*>(&e)) {
+        c = consiglio::fornitore;
+        return std::string("il pacchetto ") + pacchetto + " non si avvia (" + e.what() + ")";
+    }
+    const auto* f = dynamic_cast<const errore_file*>(&e);
+    if (!f) return messaggio_di(e);
+    std::string percorso = f->percorso();
+    const std::string suffisso = suffisso_scrittura;
+    if (percorso.size() > suffisso.size() &&
+        minuscolo(percorso.substr(percorso.size() - suffisso.size())) == suffisso)
+        percorso.resize(percorso.size() - suffisso.size());
+    const std::string nome = percorso.substr(percorso.rfind('\\') + 1);
+    const bool tabella = std::find(tabelle_obbligatorie.begin(), tabelle_obbligatorie.end(), minuscolo(nome)) !=
+                         tabelle_obbligatorie.end();
+    bool del_pacchetto = false;
+    std::string cosa = percorso;
+    if (minuscolo(percorso) == minuscolo(senza_barra(direttorio_lavoro))) {
+        cosa = "la cartella di lavoro dell'aggiornamento";
+    } else if (sotto(percorso, direttorio_lavoro) && tabella) {
+        cosa = "la tabella " + direttorio_tabelle + nome;
+    } else if (sotto(percorso, direttorio_lavoro)) {
+        cosa = "il file " + nome + " del pacchetto " + pacchetto;
+        del_pacchetto = true;
+    } else if (sotto(percorso, direttorio_tabelle)) {
+        const bool tda = minuscolo(nome).size() > 4 && minuscolo(nome).substr(nome.size() - 4) == ".tda";
+        cosa = (tda ? "la tabella " : "il file ") + direttorio_tabelle + nome;
+    } else if (sotto(percorso, direttorio_da_bbs)) {
+        cosa = "il pacchetto " + nome + " (in " + direttorio_da_bbs + ")";
+        del_pacchetto = true;
+    }
+    if (passeggero(f->problema())) c = consiglio::ripetere;
+    else if (del_pacchetto) c = consiglio::fornitore;
+    return f->problema() + ": " + cosa;
+}
+
+void form_aggiornamento::interrompi(const std::string& problema, consiglio c) {
     std::string errore_ripristino;
     const bool toccate = giornale_attivo_;
     const bool ripristinate =
@@ -300,8 +397,16 @@ void form_aggiornamento::interrompi(const std::string& problema) {
                  direttorio_ripristino() + ": il ripristino verr\xE0" " ritentato al prossimo avvio del programma.";
     }
     if (ripristinate) {
-        testo += a_capo + "Il file j8_bbs_config.txt non \xE8" " stato modificato: "
-                          "l'aggiornamento si pu\xF2" " ripetere.";
+        testo += a_capo + "Il file j8_bbs_config.txt non \xE8" " stato modificato";
+        if (c == consiglio::ripetere) {
+            testo += ": l'aggiornamento si pu\xF2" " ripetere.";
+        } else if (c == consiglio::fornitore) {
+            testo += ". Il pacchetto " + minuscolo(nome_da_percorso(pacchetto_corrente_)) +
+                     ".exe non si pu\xF2" " applicare: chiedere al fornitore del programma una nuova copia del "
+                     "pacchetto.";
+        } else {
+            testo += ". Correggere il problema indicato prima di ripetere l'aggiornamento.";
+        }
     }
     modello.Timer1.enabled = false;
     modello.ProgressBar1.visible = false;
@@ -315,6 +420,12 @@ void form_aggiornamento::interrompi(const std::string& problema) {
                                                      ? "  ------- Aggiornamento interrotto: tabelle ripristinate -------"
                                                      : "  ------- Aggiornamento interrotto: tabelle NON ripristinate -------");
     ridisegna();
+    p_.rilascia(direttorio_ripristino() + nome_giornale);
+    // Nothing the run did stays: the report says only why.
+    resoconto_ = {};
+    chiudi_resoconto("Aggiornamento interrotto (" + problema + "): " +
+                     (ripristinate ? std::string("le tabelle sono come prima dell'aggiornamento.")
+                                   : std::string("le tabelle NON sono state ripristinate.")));
     p_.messaggio(testo, titolo_form);
     if (ripristinate && toccate) chiudi_ripristino();
     svuota_e_rimuovi(direttorio_lavoro);
@@ -368,6 +479,128 @@ bool e_facoltativa(const std::string& nome_minuscolo) {
 
 }  // namespace
 
+// ---------------------------------------------------------------- report
+
+namespace {
+
+// Calendar date and time of a platform date (days since 30/12/1899).
+struct data_civile {
+    int anno, mese, giorno, ore, minuti, secondi;
+};
+
+data_civile scomponi(data_ora quando) {
+    const long long secondi_tutti = std::llround(quando * 86400.0);
+    long long giorni = secondi_tutti / 86400;
+    long long resto = secondi_tutti % 86400;
+    if (resto < 0) {
+        resto += 86400;
+        --giorni;
+    }
+    // Days since 1/3/0000 on the proleptic Gregorian calendar.
+    const long long z = giorni - 25569 + 719468;  // 25569: 30/12/1899 to 1/1/1970
+    const long long era = (z >= 0 ? z : z - 146096) / 146097;
+    const long long doe = z - era * 146097;
+    const long long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    const long long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    const long long mp = (5 * doy + 2) / 153;
+    const int giorno = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
+    const int mese = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
+    const int anno = static_cast<int>(yoe + era * 400 + (mese <= 2 ? 1 : 0));
+    return {anno, mese, giorno, static_cast<int>(resto / 3600), static_cast<int>(resto / 60 % 60),
+            static_cast<int>(resto % 60)};
+}
+
+std::string due_cifre(int n) { return (n < 10 ? "0" : "") + std::to_string(n); }
+
+std::string righe(std::int64_t n, const char* una, const char* molte) {
+    return std::to_string(n) + " " + (n == 1 ? una : molte);
+}
+
+}  // namespace
+
+void form_aggiornamento::conta_variazioni(const std::string& tabella, const conteggio_variazioni& c) {
+    for (auto& [nome, totale] : resoconto_.variate) {
+        if (nome != tabella) continue;
+        totale.aggiunte += c.aggiunte;
+        totale.sostituite += c.sostituite;
+        totale.rimosse += c.rimosse;
+        return;
+    }
+    resoconto_.variate.emplace_back(tabella, c);
+}
+
+void form_aggiornamento::sostituita(const std::string& tabella) {
+    const std::string nome = minuscolo(tabella);
+    if (std::find(resoconto_.sostituite.begin(), resoconto_.sostituite.end(), nome) == resoconto_.sostituite.end())
+        resoconto_.sostituite.push_back(nome);
+}
+
+// The downloads the run leaves unapplied, and why: already applied before,
+// or cut off by a gap in the series.
+void form_aggiornamento::elenca_non_applicati(const std::string& ultimo_applicato) {
+    try {
+        for (const std::string& nome : p_.elenca_file(senza_barra(direttorio_da_bbs), "*.exe")) {
+            const std::string n = minuscolo(nome);
+            if (std::find(resoconto_.applicati.begin(), resoconto_.applicati.end(), n) != resoconto_.applicati.end())
+                continue;
+            if (n.size() != 12 || n.compare(0, 2, "j8") != 0) {
+                resoconto_.non_applicati.push_back(n + ": non \xE8" " un pacchetto di aggiornamento");
+            } else if (pacchetti::numero(n) <= pacchetti::numero(ultimo_applicato)) {
+                resoconto_.non_applicati.push_back(n + ": gi\xE0" " applicato in precedenza");
+            } else {
+                resoconto_.non_applicati.push_back(n + ": non segue " + ultimo_applicato + ", manca " +
+                                                   pacchetti::successivo(ultimo_applicato) + ".exe");
+            }
+        }
+    } catch (const std::exception&) {
+        // The list is for the report only.
+    }
+}
+
+void form_aggiornamento::chiudi_resoconto(const std::string& esito) {
+    const data_civile d = scomponi(p_.adesso());
+    const std::string& a = a_capo;
+    std::string t = "Resoconto dell'aggiornamento del " + due_cifre(d.giorno) + "/" + due_cifre(d.mese) + "/" +
+                    std::to_string(d.anno) + " ore " + due_cifre(d.ore) + ":" + due_cifre(d.minuti) + a;
+    if (resoconto_.applicati.empty()) {
+        t += "Nessun pacchetto applicato." + a;
+    } else {
+        t += "Pacchetti applicati:";
+        for (const std::string& n : resoconto_.applicati) t += " " + n;
+        t += a;
+    }
+    for (const std::string& n : resoconto_.non_applicati) t += "Non applicato " + n + a;
+    for (const auto& [tabella, c] : resoconto_.variate) {
+        t += tabella + ": " + righe(c.aggiunte, "riga aggiunta", "righe aggiunte") + ", " +
+             righe(c.sostituite, "sostituita", "sostituite") + ", " + righe(c.rimosse, "rimossa", "rimosse") + a;
+    }
+    for (const std::string& tabella : resoconto_.sostituite) t += tabella + ": sostituita per intero" + a;
+    t += esito + a;
+    modello.Text1.text = t;
+    modello.Text1.visible = true;
+    ridisegna();
+
+    // Saved beside the packages, the newest kept; any failure only costs
+    // the file, never the run.
+    const std::string archivio = senza_barra(direttorio_archivio);
+    const std::string nome = "resoconto_" + std::to_string(d.anno) + due_cifre(d.mese) + due_cifre(d.giorno) +
+                             "_" + due_cifre(d.ore) + due_cifre(d.minuti) + due_cifre(d.secondi) + ".txt";
+    try {
+        p_.scrivi_file(archivio + "\\" + nome, t);
+        std::vector<std::string> vecchi = p_.elenca_file(archivio, "resoconto_*.txt");
+        std::sort(vecchi.begin(), vecchi.end(), [](const std::string& x, const std::string& y) {
+            return minuscolo(x) < minuscolo(y);
+        });
+        for (std::size_t i = 0; i + resoconti_tenuti < vecchi.size(); ++i) {
+            try {
+                p_.cancella_file(archivio + "\\" + vecchi[i]);
+            } catch (const std::exception&) {
+            }
+        }
+    } catch (const std::exception&) {
+    }
+}
+
 // ---------------------------------------------------------------- the run
 
 void form_aggiornamento::aggiorna_tabelle() {
@@ -379,14 +612,22 @@ void form_aggiornamento::aggiorna_tabelle() {
     } fine{in_corso_};
     if (a_capo.empty()) a_capo = "\r\n";
     giornale_attivo_ = false;
+    resoconto_ = {};
+    modello.Text1.visible = false;
     try {
         std::string prossimo;
         int totale = 0;
-        if (!verifica_e_prepara(prossimo, totale)) return;
+        if (!verifica_e_prepara(prossimo, totale)) {
+            elenca_non_applicati(ultimo_aggiornamento);
+            chiudi_resoconto("Aggiornamento rifiutato: le tabelle non sono state modificate.");
+            return;
+        }
         applica_pacchetti(prossimo, totale);
         completa();
     } catch (const std::exception& e) {
-        interrompi(messaggio_di(e));
+        consiglio c;
+        const std::string problema = descrivi(e, c);
+        interrompi(problema, c);
     }
 }
 
@@ -490,6 +731,7 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
     avanzamento_form av(p_, m, vista_);
     int contatore = 0;
     while (!prossimo.empty()) {
+        pacchetto_corrente_ = direttorio_da_bbs + prossimo;
         p_.copia_file(direttorio_da_bbs + prossimo, direttorio_archivio + prossimo);
 
         m.Label1.caption = "Caricamento tabelle in corso. Attendere...";
@@ -544,9 +786,12 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
                 m.Label1.caption = stato;
                 ridisegna();
                 attendi(1);
-                motore.applica_aggiornamento(direttorio_lavoro, nome);
+                conteggio_variazioni c;
+                motore.applica_aggiornamento(direttorio_lavoro, nome, &c);
+                conta_variazioni(minuscolo_nome.substr(0, minuscolo_nome.size() - 3) + "tda", c);
             } else if (e_facoltativa(minuscolo_nome)) {
                 copia_in_tabelle(direttorio_lavoro + nome, minuscolo_nome);
+                sostituita(minuscolo_nome);
             } else if (minuscolo_nome.size() >= 3 &&
                        minuscolo_nome.compare(minuscolo_nome.size() - 3, 3, "new") == 0) {
                 const std::string bersaglio = nome.substr(0, nome.size() - 3) + "tda";
@@ -555,8 +800,10 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
                 }
                 proteggi(bersaglio);
                 try {
-                    p_.copia_file(direttorio_lavoro + nome, direttorio_tabelle + bersaglio);
+                    copia_intera(direttorio_lavoro + nome, direttorio_tabelle + bersaglio);
+                    sostituita(bersaglio);
                 } catch (const std::exception&) {
+                    // Ignored: the old table stays, whole.
                 }
             }
         }
@@ -570,6 +817,7 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
             if (p_.esiste_file(direttorio_lavoro + nome)) copia_in_tabelle(direttorio_lavoro + nome, nome);
         }
 
+        resoconto_.applicati.push_back(minuscolo(prossimo));
         prossimo = pacchetti::successivo(nome_da_percorso(pacchetto_corrente_)) + ".exe";
         if (!p_.esiste_file(direttorio_da_bbs + prossimo)) prossimo.clear();
     }
@@ -592,8 +840,12 @@ void form_aggiornamento::completa() {
     giornale_.nuovo = nome_da_percorso(pacchetto_corrente_);
     scrivi_giornale();
     const bool registrato = riscrivi_impostazioni();
-    chiudi_ripristino();
 
+    elenca_non_applicati(resoconto_.applicati.empty() ? minuscolo(ultimo_aggiornamento)
+                                                      : nome_da_percorso(pacchetto_corrente_));
+
+    // The journal goes last: a kill during the clean-up leaves it for the
+    // next start, which finishes the clean-up.
     svuota_e_rimuovi(direttorio_lavoro);
     const std::string da_bbs = senza_barra(direttorio_da_bbs);
     try {
@@ -606,6 +858,7 @@ void form_aggiornamento::completa() {
         }
     } catch (const std::exception&) {
     }
+    chiudi_ripristino();
 
     m.Label2.caption = "Chiudere il programma di aggiornamento";
     ridisegna();
@@ -614,6 +867,11 @@ void form_aggiornamento::completa() {
     ridisegna();
     m.Label3.caption += a_capo + a_capo + "  ------- Aggiornamento Completato -------";
     ridisegna();
+    chiudi_resoconto(registrato ? "Aggiornamento completato: j8_bbs_config.txt indica " +
+                                      (pacchetto_corrente_.empty() ? std::string("nessun pacchetto")
+                                                                   : nome_da_percorso(pacchetto_corrente_)) + "."
+                                : std::string("Aggiornamento completato, ma l'ultimo pacchetto non \xE8"
+                                              " stato registrato."));
     // The tables are updated, but nothing says so: the next run would not
     // know where to start. The pharmacist must hear of it now.
     if (!registrato) {

@@ -4,6 +4,7 @@
 // through `piattaforma`, so tests drive the whole run on the scripted
 // stand-in and can fail any single step.
 
+#include <exception>
 #include <functional>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 
 #include "j8_form_aggiornamento/giornale_ripristino.hpp"
 #include "j8_form_aggiornamento/modello_aggiornamento.hpp"
+#include "motore_tabelle/motore_tabelle.hpp"
 #include "piattaforma/piattaforma.hpp"
 
 namespace j8 {
@@ -63,7 +65,23 @@ public:
     // Full path of the package being applied; after a run, the last one.
     const std::string& pacchetto_corrente() const { return pacchetto_corrente_; }
 
+    // Reports kept in the archive folder, the newest this many.
+    static constexpr std::size_t resoconti_tenuti = 30;
+
 private:
+    // What the run did, for the report at its end.
+    struct resoconto_corsa {
+        std::vector<std::string> applicati;      // package names, in order
+        std::vector<std::string> non_applicati;  // "j8000005.exe: why"
+        std::vector<std::pair<std::string, conteggio_variazioni>> variate;  // per table
+        std::vector<std::string> sostituite;     // tables replaced whole
+    };
+    void conta_variazioni(const std::string& tabella, const conteggio_variazioni& c);
+    void sostituita(const std::string& tabella);
+    void elenca_non_applicati(const std::string& ultimo_applicato);
+    // Shows the report below the progress and saves it in the archive.
+    void chiudi_resoconto(const std::string& esito);
+
     void ridisegna() { vista_.ridisegna(modello); }
     void aggiorna_tabelle();
     // The two phases; the first returns false on a refusal.
@@ -78,8 +96,12 @@ private:
     void proteggi(const std::string& nome);
     void scrivi_giornale();
     void copia_in_tabelle(const std::string& da, const std::string& nome);
+    void copia_intera(const std::string& da, const std::string& a);
     void chiudi_ripristino();
-    void interrompi(const std::string& problema);
+    // What the pharmacist can do about a failure.
+    enum class consiglio { ripetere, fornitore, correggere };
+    std::string descrivi(const std::exception& e, consiglio& c) const;
+    void interrompi(const std::string& problema, consiglio c);
 
     void attendi(double secondi);
     void svuota_e_rimuovi(const std::string& direttorio);
@@ -91,6 +113,7 @@ private:
     giornale_ripristino giornale_;
     bool giornale_attivo_ = false;
     bool in_corso_ = false;
+    resoconto_corsa resoconto_;
 };
 
 }  // namespace j8

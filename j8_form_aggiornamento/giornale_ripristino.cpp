@@ -1,6 +1,7 @@
 #include "j8_form_aggiornamento/giornale_ripristino.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <charconv>
 #include <cstdio>
 #include <exception>
@@ -34,6 +35,40 @@ void ignora_errori(const std::function<void()>& passo) {
 void sblocca(piattaforma& p, const std::string& percorso) {
     ignora_errori([&] {
         if (p.esiste_file(percorso)) p.imposta_solo_archivio(percorso);
+    });
+}
+
+long numero_pacchetto(const std::string& nome) {
+    long n = 0;
+    for (std::size_t i = 2; i < nome.size() && i < 8 && std::isdigit(static_cast<unsigned char>(nome[i])); ++i)
+        n = n * 10 + (nome[i] - '0');
+    return n;
+}
+
+// What a committed run had left to do when it was killed: its working
+// folder and the downloads of the packages it applied, each only once its
+// archived copy is whole. Left there, they would send the next run down
+// the "no package" way, which blanks the last package recorded.
+void completa_pulizia(piattaforma& p, const std::string& nuovo) {
+    const std::string lavoro = direttorio_archivio.substr(0, 3) + "j8\\lavoro_aggiornamento";
+    ignora_errori([&] {
+        if (!p.esiste_direttorio(lavoro)) return;
+        for (const std::string& nome : p.elenca_file(lavoro, "*.*"))
+            ignora_errori([&] { p.cancella_file(lavoro + "\\" + nome); });
+        p.rimuovi_direttorio(lavoro);
+    });
+    std::string da_bbs = direttorio_da_bbs;
+    if (!da_bbs.empty() && da_bbs.back() == '\\') da_bbs.pop_back();
+    ignora_errori([&] {
+        for (const std::string& nome : p.elenca_file(da_bbs, "*.exe")) {
+            if (numero_pacchetto(nome) > numero_pacchetto(nuovo)) continue;
+            ignora_errori([&] {
+                const std::string archiviato = direttorio_archivio + nome;
+                const std::string scaricato = da_bbs + "\\" + nome;
+                if (p.esiste_file(archiviato) && p.lunghezza_file(archiviato) == p.lunghezza_file(scaricato))
+                    p.cancella_file(scaricato);
+            });
+        }
     });
 }
 
@@ -169,6 +204,9 @@ esito_avvio controlla_aggiornamento_interrotto(piattaforma& p) {
     const std::string copie = direttorio_ripristino();
     const std::string percorso = copie + nome_giornale;
     if (!p.esiste_file(percorso)) return esito_avvio::nessun_giornale;
+    // A run still going holds its journal: its tables are not ours to touch.
+    if (!p.tieni_aperto(percorso)) return esito_avvio::in_corso;
+    p.rilascia(percorso);
     std::optional<giornale_ripristino> g;
     std::string errore;
     try {
@@ -185,6 +223,7 @@ esito_avvio controlla_aggiornamento_interrotto(piattaforma& p) {
             const auto letto = valore_impostazione(
                 leggi_impostazioni(p, g->impostazioni, p.secondi_da_mezzanotte()), "aggiornamento");
             if (letto == g->nuovo) {
+                completa_pulizia(p, *g->nuovo);
                 elimina_ripristino(p, copie);
                 return esito_avvio::gia_completato;
             }

@@ -53,6 +53,7 @@ void elimina_ripristino(piattaforma& p, const std::string& copie);
 
 enum class esito_avvio {
     nessun_giornale,       // nothing was left over
+    in_corso,              // another run holds its journal: left alone
     gia_completato,        // the run had committed: only cleaned up
     tabelle_ripristinate,  // tables put back, the user told
     non_ripristinate       // some file could not be put back, the user told

@@ -17,8 +17,10 @@ constexpr double passo_attesa = 0.05;
 bool manda_tasto(piattaforma& p, const std::string& testo, const std::string& ritorno_atteso,
                  double ritardo_massimo, const std::string& ritorno_figlio) {
     const data_ora inizio = p.adesso();
-    p.esegui_eventi();
-    attendi_secondi(p, 2);
+    for (int passo = 0; passo < 20; ++passo) {
+        p.esegui_eventi();
+        attendi_secondi(p, 0.1);
+    }
     p.manda_tasti(testo);
     const bool solo_titolo = ritorno_figlio.empty() || ritorno_figlio == "X";
     for (;;) {
@@ -32,6 +34,7 @@ bool manda_tasto(piattaforma& p, const std::string& testo, const std::string& ri
         }
         if (ritardo_massimo > 0 && (p.adesso() - inizio) * 3600 * 24 > ritardo_massimo) return false;
         if (ritorno_figlio == "X") return false;
+        p.esegui_eventi();  // the waiting form keeps painting
         p.pausa(passo_attesa);
     }
 }

@@ -35,6 +35,16 @@ struct timer_aggiornamento {
     bool enabled = false;
 };
 
+// A read-only text box of several lines, scrolled when longer.
+struct casella_testo {
+    std::string text;
+    bool visible = false;
+    int left = 0;
+    int top = 0;
+    int width = 0;
+    int height = 0;
+};
+
 struct pulsante {
     std::string caption;
     bool enabled = true;
@@ -48,6 +58,9 @@ struct modello_aggiornamento {
     barra_avanzamento ProgressBar1;
     timer_aggiornamento Timer1;
     pulsante Command1{"Avvia Aggiornamento"};
+    // The report of the last run (packages, tables), shown below the rest
+    // once a run ends.
+    casella_testo Text1;
 
     modello_aggiornamento();
 };

@@ -106,6 +106,20 @@ public:
         (void)attributi;
         throw errore_file(percorso, "attributi non disponibili");
     }
+    // Puts `da` in place of `a` in one step (a rename that replaces), so
+    // `a` is always either the old file or the whole new one.
+    virtual void sostituisci_file(const std::string& da, const std::string& a) {
+        if (esiste_file(a)) cancella_file(a);
+        rinomina_file(da, a);
+    }
+    // Holds the file open so that no other program, nor another start of
+    // this one, can change, rename or delete it until `rilascia`. False
+    // when someone else holds it; a file that cannot be opened is not held.
+    virtual bool tieni_aperto(const std::string& percorso) {
+        (void)percorso;
+        return true;
+    }
+    virtual void rilascia(const std::string& percorso) { (void)percorso; }
     virtual std::string direttorio_corrente() = 0;  // no trailing "\"
     virtual void cambia_direttorio(const std::string& percorso) = 0;
     virtual std::string direttorio_programma() = 0;  // no trailing "\"

@@ -124,7 +124,10 @@ data_ora piattaforma_copione::adesso() {
 
 void piattaforma_copione::pausa(double secondi) { avanza(secondi); }
 
-void piattaforma_copione::esegui_eventi() { esegui_scaduti(); }
+void piattaforma_copione::esegui_eventi() {
+    if (su_eventi) su_eventi();
+    esegui_scaduti();
+}
 
 // --- windows -------------------------------------------------------------------
 
@@ -396,6 +399,37 @@ void piattaforma_copione::riavvia() {
     morto_ = false;
     interruzione_ = 0;
     regola_guasto = nullptr;
+    tenuti_.clear();  // the dead process's handles are gone
+}
+
+void piattaforma_copione::non_tenuto(const std::string& percorso) const {
+    if (tenuti_.count(chiave(completo(percorso))))
+        throw errore_file(percorso, "file in uso da un altro programma");
+}
+
+bool piattaforma_copione::tieni_aperto(const std::string& percorso) {
+    const nodo* n = trova(percorso);
+    if (!n || n->direttorio) return true;
+    return tenuti_.insert(chiave(n->percorso)).second;
+}
+
+void piattaforma_copione::rilascia(const std::string& percorso) { tenuti_.erase(chiave(completo(percorso))); }
+
+void piattaforma_copione::sostituisci_file(const std::string& da, const std::string& a) {
+    conta("sostituisci_file", da, a);
+    non_tenuto(da);
+    non_tenuto(a);
+    const nodo sorgente = serve_file(da);
+    const std::string c = completo(a);
+    serve_padre(c);
+    std::uint64_t ordine = sorgente.ordine;
+    if (auto i = disco_.find(chiave(c)); i != disco_.end()) {
+        if (i->second.direttorio || (i->second.attributi & attributo::sola_lettura))
+            throw errore_file(a, accesso_negato);
+        ordine = i->second.ordine;  // the name keeps its place in the listing
+    }
+    disco_.erase(chiave(sorgente.percorso));
+    disco_[chiave(c)] = nodo{c, false, sorgente.contenuto, sorgente.attributi, ordine};
 }
 
 void piattaforma_copione::guasta_operazione(std::uint64_t numero, const std::string& problema) {
@@ -495,6 +529,7 @@ void piattaforma_copione::scrivi_file(const std::string& percorso, const std::st
         serve_padre(c);
         scrivi(c + suffisso_scrittura, contenuto.substr(0, contenuto.size() / 2), attributo::archivio);
     });
+    non_tenuto(percorso);
     serve_padre(c);
     nodo* n = trova(c);
     scrivi(c, contenuto, n ? n->attributi | attributo::archivio : attributo::archivio);
@@ -502,6 +537,7 @@ void piattaforma_copione::scrivi_file(const std::string& percorso, const std::st
 
 void piattaforma_copione::cancella_file(const std::string& percorso) {
     conta("cancella_file", percorso);
+    non_tenuto(percorso);
     nodo& n = serve_file(percorso);
     if (n.attributi & attributo::sola_lettura) throw errore_file(percorso, accesso_negato);
     disco_.erase(chiave(n.percorso));
@@ -509,6 +545,8 @@ void piattaforma_copione::cancella_file(const std::string& percorso) {
 
 void piattaforma_copione::rinomina_file(const std::string& da, const std::string& a) {
     conta("rinomina_file", da, a);
+    non_tenuto(da);
+    non_tenuto(a);
     const std::string vecchio = completo(da), nuovo = completo(a);
     if (!disco_.count(chiave(vecchio))) throw errore_file(da, non_trovato);
     serve_padre(nuovo);
@@ -555,6 +593,7 @@ void piattaforma_copione::copia_file(const std::string& da, const std::string& a
         serve_padre(c);
         scrivi(c, meta, sorgente.attributi | attributo::archivio);
     });
+    non_tenuto(a);
     const nodo& sorgente = serve_file(da);
     const std::string contenuto = sorgente.contenuto;
     const std::uint32_t attr = sorgente.attributi | attributo::archivio;

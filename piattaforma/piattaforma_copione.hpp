@@ -15,6 +15,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,7 @@ public:
     std::function<std::string()> fonte_appunti;  // consulted on every read when set
     void imposta_appunti(const std::string& testo) { appunti_ = testo; }
     std::function<void(const voce&)> osservatore;  // after every recorded call
+    std::function<void()> su_eventi;  // each time the program lets events run
 
     // --- script: disk ------------------------------------------------------
     void crea_cartelle(const std::string& percorso);  // every missing level
@@ -147,6 +149,9 @@ public:
     void scrivi_file(const std::string& percorso, const std::string& contenuto) override;
     void cancella_file(const std::string& percorso) override;
     void rinomina_file(const std::string& da, const std::string& a) override;
+    void sostituisci_file(const std::string& da, const std::string& a) override;
+    bool tieni_aperto(const std::string& percorso) override;  // by another process
+    void rilascia(const std::string& percorso) override;
     std::vector<std::string> elenca_file(const std::string& direttorio,
                                          const std::string& modello) override;
     bool esiste_direttorio(const std::string& percorso) override;
@@ -211,6 +216,8 @@ private:
     std::vector<voce> registro_;
 
     std::map<std::string, nodo> disco_;  // key: lower-case full path
+    std::set<std::string> tenuti_;       // held open (keys of disco_)
+    void non_tenuto(const std::string& percorso) const;
     std::uint64_t prossimo_ordine_ = 1;
     std::uint64_t operazioni_ = 0;
     std::uint64_t interruzione_ = 0;

@@ -3,6 +3,8 @@
 // tables after a failure.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include <algorithm>
 #include <map>
 
@@ -156,8 +158,26 @@ TEST_F(banco_prova, conteggio_e_buco_nella_serie) {
     metti_pacchetto(1, pacchetto_completo(1));  // older: not counted
     metti_pacchetto(3, pacchetto_completo(3));
     metti_pacchetto(5, pacchetto_completo(5));  // after a gap: counted, never reached
+    const std::string archivio = direttorio_archivio;
+    for (int i = 0; i < 30; ++i)  // older reports: the oldest goes
+        p.crea_file(archivio + "resoconto_20240101_0000" + (i < 10 ? "0" : "") + std::to_string(i) + ".txt");
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
     form.esegui_aggiornamento();
+
+    // The report below the progress, and the same text in the archive.
+    const std::string& resoconto = form.modello.Text1.text;
+    EXPECT_TRUE(form.modello.Text1.visible);
+    for (const char* riga : {"Pacchetti applicati: j8000003.exe\r\n",
+                             "Non applicato j8000001.exe: gi\xE0 applicato in precedenza\r\n",
+                             "Non applicato j8000005.exe: non segue j8000003, manca j8000004.exe\r\n",
+                             "farmaci.tda: 1 riga aggiunta, 1 sostituita, 0 rimosse\r\n",
+                             "atc.tda: 1 riga aggiunta, 0 sostituite, 0 rimosse\r\n",
+                             "Aggiornamento completato: j8_bbs_config.txt indica j8000003.\r\n"})
+        EXPECT_NE(resoconto.find(riga), std::string::npos) << riga << resoconto;
+    const auto salvati = p.elenca_file(senza_barra(archivio), "resoconto_*.txt");
+    EXPECT_EQ(salvati.size(), 30u);
+    EXPECT_FALSE(p.esiste_file(archivio + "resoconto_20240101_000000.txt"));
+    EXPECT_EQ(p.leggi_file(archivio + salvati.back()), resoconto);
 
     EXPECT_EQ(estratti(), (std::vector<std::string>{nome_pacchetto(3)}));
     EXPECT_TRUE(vista.ha_mostrato([](const modello_aggiornamento& m) {
@@ -184,7 +204,18 @@ TEST_F(banco_prova, due_pacchetti_con_atc_riapplicato_e_file_new) {
     secondo["leggimi.txt"] = "ignorato";
     metti_pacchetto(1, secondo);
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
+    // The window is let paint at least every half second of the run, and a
+    // click meanwhile starts nothing.
+    double ultimo = p.orologio() * 86400, piu_lungo = 0;
+    bool cliccato = false;
+    p.su_eventi = [&] {
+        piu_lungo = std::max(piu_lungo, p.orologio() * 86400 - ultimo);
+        ultimo = p.orologio() * 86400;
+        if (!std::exchange(cliccato, true)) form.Command1_Click();
+    };
     form.esegui_aggiornamento();
+    p.su_eventi = nullptr;
+    EXPECT_LT(std::max(piu_lungo, p.orologio() * 86400 - ultimo), 0.5);
 
     const auto stati = vista.stati_label1();
     EXPECT_EQ(std::count(stati.begin(), stati.end(), "Aggiornamento ATC. Attendere..."), 2);

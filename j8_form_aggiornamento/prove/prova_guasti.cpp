@@ -173,14 +173,27 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
             // An ignored failure to unlock the read-only table shows later,
             // when the run copies onto it.
             const bool sblocco = contiene(guastata, "imposta_solo_archivio c:\\farmacia\\tabelle\\ditte.tda");
-            EXPECT_TRUE(contiene(testo, sblocco ? "accesso negato: C:\\farmacia\\tabelle\\ditte.tda" : errore))
+            EXPECT_TRUE(contiene(testo, sblocco ? "accesso negato: la tabella c:\\farmacia\\tabelle\\ditte.tda" : errore))
                 << testo;
+            // Named as the user knows it; a repeat promised only when it can
+            // succeed, a fault in a file of the package sent to the supplier.
+            EXPECT_FALSE(contiene(testo, "lavoro_aggiornamento")) << testo;
+            const bool ripetibile = sblocco || errore != "file non trovato";
+            bool copia_di_tabella = false;
+            for (const auto& t : tabelle_obbligatorie)
+                copia_di_tabella |= contiene(guastata, "lavoro_aggiornamento\\" + t);
+            const bool nel_pacchetto = (contiene(guastata, "lavoro_aggiornamento\\") && !copia_di_tabella) ||
+                                       contiene(guastata, "da_bbs\\j8");
+            EXPECT_EQ(contiene(testo, "l'aggiornamento si pu\xF2 ripetere"), ripetibile) << testo;
+            EXPECT_EQ(contiene(testo, "nuova copia del pacchetto"), !ripetibile && nel_pacchetto) << testo;
             EXPECT_TRUE(contiene(testo, "Le tabelle sono state ripristinate come erano prima") ||
                         contiene(testo, "Le tabelle non sono state modificate"))
                 << testo;
-            EXPECT_TRUE(contiene(testo, "l'aggiornamento si pu\xF2 ripetere")) << testo;
             EXPECT_FALSE(c.giornale_presente());
             EXPECT_TRUE(c.p.esiste_file(direttorio_da_bbs + nome_pacchetto(1)));
+            // The report claims nothing the restore undid.
+            EXPECT_TRUE(contiene(c.form.modello.Text1.text, "Nessun pacchetto applicato.\r\nAggiornamento interrotto ("))
+                << c.form.modello.Text1.text;
 
             // The same run again, nothing failing.
             ASSERT_EQ(c.form.Form_Load(), esito_caricamento::pronto);
@@ -214,6 +227,14 @@ TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio
         ASSERT_TRUE(c.p.interrotto());
         EXPECT_TRUE(c.messaggi().empty());
         const bool giornale = c.giornale_presente();
+        // Every table is whole even before the restore: copies are cut
+        // short only under a temporary name.
+        c.p.riavvia();
+        for (const auto& [nome, s] : c.stato()) {
+            if (nome.size() > 4 && nome.substr(nome.size() - 4) == ".tda") {
+                EXPECT_TRUE(s.contenuto.empty() || s.contenuto.substr(s.contenuto.size() - 2) == "\r\n") << nome;
+            }
+        }
 
         vista_registrata v;
         auto form = c.riavvia(v);
@@ -222,6 +243,11 @@ TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio
             ++gia_complete;
             EXPECT_TRUE(c.stato() == atteso.dopo);
             EXPECT_TRUE(c.messaggi().empty());
+            // The start finished the clean-up: a further run goes on from
+            // the recorded package (none follows) and changes nothing.
+            form->esegui_aggiornamento();
+            EXPECT_EQ(c.valore_aggiornamento(), "j8000001");
+            EXPECT_TRUE(c.stato() == atteso.dopo);
             continue;
         }
         EXPECT_TRUE(c.p.leggi_file(c.file_bbs) == c.impostazioni_bbs_iniziali);
@@ -240,6 +266,40 @@ TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio
     }
     EXPECT_GT(ripristinate, 40);
     EXPECT_GT(gia_complete, 3);
+}
+
+// A second start while a run is extracting (a double click on a form that
+// seemed stuck): it finds the run's journal held, says the program is
+// already running and ends without touching a file; the run completes as
+// if alone.
+TEST(guasti_aggiornamento, secondo_avvio_durante_la_corsa_non_tocca_nulla) {
+    const riferimento& atteso = corsa_indisturbata();
+    corsa c;
+    c.prepara();
+    ASSERT_EQ(c.form.Form_Load(), esito_caricamento::pronto);
+    auto disco = [&] {
+        std::map<std::string, std::string> d;
+        for (const auto& f : c.p.tutti_i_file()) d[f] = c.p.leggi_file(f);
+        return d;
+    };
+    std::optional<esito_caricamento> secondo;
+    bool intatto = false;
+    c.p.osservatore = [&](const piattaforma_copione::voce& v) {
+        if (v.cosa != piattaforma_copione::tipo::avvio || secondo) return;
+        const auto prima = disco();
+        vista_registrata altra;
+        form_aggiornamento altro(c.p, altra);
+        secondo = altro.Form_Load();
+        intatto = disco() == prima;
+    };
+    c.form.esegui_aggiornamento();
+    ASSERT_TRUE(secondo.has_value());
+    EXPECT_EQ(*secondo, esito_caricamento::fine_programma);
+    EXPECT_TRUE(intatto);
+    EXPECT_EQ(c.messaggi(), std::vector<std::string>{"j8_bbs \xE8 gi\xE0 in esecuzione."});
+    EXPECT_TRUE(c.completato());
+    EXPECT_TRUE(c.stato() == atteso.dopo);
+    EXPECT_EQ(c.valore_aggiornamento(), "j8000001");
 }
 
 // A start that is itself killed while putting the tables back: the journal
@@ -496,7 +556,7 @@ TEST_F(banco_prova, tabelle_in_sola_lettura) {
     form.esegui_aggiornamento();
     EXPECT_TRUE(istantanea_tabelle() == prima_cartella);
     ASSERT_EQ(messaggi().size(), 2u);
-    EXPECT_TRUE(contiene(messaggi()[1], "accesso negato: c:\\farmacia\\tabelle\\")) << messaggi()[1];
+    EXPECT_TRUE(contiene(messaggi()[1], "accesso negato: il file c:\\farmacia\\tabelle\\")) << messaggi()[1];
     EXPECT_TRUE(contiene(messaggi()[1], "Le tabelle sono state ripristinate")) << messaggi()[1];
     EXPECT_FALSE(p.esiste_direttorio(senza_barra(form.direttorio_ripristino())));
 

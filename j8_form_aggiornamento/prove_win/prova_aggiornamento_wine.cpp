@@ -6,6 +6,8 @@
 #include <windows.h>
 
 #include <filesystem>
+#include <functional>
+#include <utility>
 #include <fstream>
 #include <map>
 #include <vector>
@@ -88,6 +90,48 @@ std::vector<std::string> scrivi_aggiornamenti(const fs::path& d, int n) {
 
 std::string con_barra(const fs::path& p) { return p.string() + "\\"; }
 
+// Starts j8_bbs.exe in `cartella`, answers the first message box it shows
+// and gives back that box's text; ends the program if it is still running.
+std::wstring secondo_j8_bbs(const fs::path& bin, const fs::path& cartella) {
+    std::wstring riga = L"\"" + (bin / "j8_bbs.exe").wstring() + L"\"";
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    if (!CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, cartella.wstring().c_str(),
+                        &si, &pi))
+        return L"(non avviato)";
+    CloseHandle(pi.hThread);
+    struct cerca {
+        DWORD pid;
+        HWND trovata;
+    } c{pi.dwProcessId, nullptr};
+    std::wstring testo = L"(nessun messaggio)";
+    entro(20, [&] {
+        EnumWindows(
+            [](HWND h, LPARAM l) -> BOOL {
+                auto* c = reinterpret_cast<cerca*>(l);
+                DWORD pid = 0;
+                wchar_t classe[16] = {};
+                GetWindowThreadProcessId(h, &pid);
+                GetClassNameW(h, classe, 16);
+                if (pid != c->pid || std::wstring(classe) != L"#32770" || !IsWindowVisible(h)) return TRUE;
+                c->trovata = h;
+                return FALSE;
+            },
+            reinterpret_cast<LPARAM>(&c));
+        return c.trovata != nullptr;
+    });
+    if (c.trovata) {
+        wchar_t t[256] = {};
+        GetDlgItemTextW(c.trovata, 0xFFFF, t, 256);
+        testo = t;
+        PostMessageW(c.trovata, WM_COMMAND, IDOK, 0);
+    }
+    if (WaitForSingleObject(pi.hProcess, 10000) != WAIT_OBJECT_0) TerminateProcess(pi.hProcess, 9);
+    CloseHandle(pi.hProcess);
+    return testo;
+}
+
 }  // namespace
 
 // Real platform; message boxes are noted instead of shown, and one chosen
@@ -99,10 +143,21 @@ public:
     int volta_guasta = 0;
     int viste = 0;
 
+    std::function<void()> all_estrazione;  // once, as the first extractor starts
+
     void messaggio(const std::string& testo, const std::string&) override { messaggi.push_back(testo); }
+    std::uint32_t avvia_programma(const std::string& percorso) override {
+        const std::uint32_t task = piattaforma_win32::avvia_programma(percorso);
+        if (auto azione = std::exchange(all_estrazione, nullptr)) azione();
+        return task;
+    }
     void copia_file(const std::string& da, const std::string& a) override {
         std::string chiave = a;
         for (char& c : chiave) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        // A copy into the tables goes first to a name beside the table.
+        const std::string provvisorio = suffisso_scrittura;
+        if (chiave.size() > provvisorio.size() && chiave.substr(chiave.size() - provvisorio.size()) == provvisorio)
+            chiave.resize(chiave.size() - provvisorio.size());
         if (!copia_guasta.empty() && chiave == copia_guasta && ++viste == volta_guasta) {
             throw errore_file(a, "disco pieno");
         }
@@ -189,7 +244,13 @@ TEST_F(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
     copia(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda");
     ASSERT_EQ(esegui(strumento + L"secondario " + atteso), 0);
 
+    // This test's process stands for a running j8_bbs.exe: a second start
+    // while the first package is extracting must end at once, harmless.
+    static const bool istanza = prima_istanza();
+    ASSERT_TRUE(istanza);
     piattaforma_con_guasto p;
+    std::wstring risposta_secondo;
+    p.all_estrazione = [&] { risposta_secondo = secondo_j8_bbs(bin, config); };
     finestra_aggiornamento finestra(p);
     int terminato = -1;
     finestra.termina = [&](int codice) { terminato = codice; };
@@ -203,6 +264,7 @@ TEST_F(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
     finestra.esegui_aggiornamento();
 
     const auto& m = finestra.form.modello;
+    EXPECT_EQ(risposta_secondo, L"j8_bbs \u00e8 gi\u00e0 in esecuzione.");
     EXPECT_EQ(m.Label1.caption, "AGGIORNAMENTO COMPLETATO");
     EXPECT_EQ(m.Label1.back_color, colore_verde);
     EXPECT_EQ(m.Label2.caption, "Chiudere il programma di aggiornamento");
@@ -211,6 +273,19 @@ TEST_F(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
     GetWindowTextW(finestra.handle(), testo, 128);
     EXPECT_EQ(std::wstring(testo), L"J8_aggiornamento");
     foto(finestra.handle(), L"form_aggiornamento_completato.bmp");
+    // The report below the progress, its text also saved in the archive.
+    wchar_t resoconto[2048] = {};
+    GetWindowTextW(GetDlgItem(finestra.handle(), 106), resoconto, 2048);
+    EXPECT_NE(std::wstring(resoconto).find(L"Pacchetti applicati: j8000000.exe j8000001.exe j8000002.exe\r\n"),
+              std::wstring::npos);
+    EXPECT_NE(std::wstring(resoconto).find(L"farmaci.tda: 60 righe aggiunte, 60 sostituite, 0 rimosse"),
+              std::wstring::npos)
+        << resoconto;
+    int salvati = 0;
+    for (const auto& voce : fs::directory_iterator(radice / "archivio"))
+        salvati += voce.path().filename().string().rfind("resoconto_", 0) == 0 &&
+                   leggi(voce.path()) == finestra.form.modello.Text1.text;
+    EXPECT_EQ(salvati, 1);
 
     const auto ottenute = tabelle_in(radice / "tabelle");
     const auto attese = tabelle_in(radice / "atteso");
@@ -254,7 +329,10 @@ TEST_F(aggiornamento_wine, disco_pieno_a_meta_rimette_le_tabelle) {
     const auto& m = finestra.form.modello;
     EXPECT_EQ(m.Label1.caption, "Chiudere il programma");
     ASSERT_EQ(p.messaggi.size(), 1u);
-    EXPECT_NE(p.messaggi[0].find("notessn.tda"), std::string::npos) << p.messaggi[0];
+    EXPECT_NE(p.messaggi[0].find("disco pieno: la tabella " + con_barra(radice / "tabelle") + "notessn.tda"),
+              std::string::npos)
+        << p.messaggi[0];
+    EXPECT_NE(p.messaggi[0].find("l'aggiornamento si pu\xF2 ripetere"), std::string::npos) << p.messaggi[0];
     EXPECT_NE(p.messaggi[0].find("disco pieno"), std::string::npos) << p.messaggi[0];
     EXPECT_NE(p.messaggi[0].find("Le tabelle sono state ripristinate"), std::string::npos) << p.messaggi[0];
     foto(finestra.handle(), L"form_aggiornamento_interrotto.bmp");

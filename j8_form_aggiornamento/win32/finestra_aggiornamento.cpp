@@ -11,7 +11,10 @@ namespace {
 
 const wchar_t* const classe_form = L"j8_form_aggiornamento";
 constexpr int id_label1 = 101, id_label2 = 102, id_label3 = 103, id_barra = 104,
-              id_command1 = 105;
+              id_command1 = 105, id_text1 = 106;
+constexpr int altezza_form = 340;  // client area without the report
+// Children clipped: the form growing for the report must not paint over its labels.
+const DWORD stile_form = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX | WS_CLIPCHILDREN;
 constexpr UINT_PTR id_timer1 = 1;
 
 COLORREF colore_di(std::uint32_t valore) { return static_cast<COLORREF>(valore); }
@@ -73,10 +76,9 @@ void finestra_aggiornamento::crea() {
     RegisterClassExW(&wc);  // fails harmlessly when already registered
 
     const auto& m = form.modello;
-    RECT r{0, 0, 480, 340};
-    const DWORD stile = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX;
-    AdjustWindowRect(&r, stile, FALSE);
-    hwnd_ = CreateWindowExW(0, classe_form, testo_finestra(m.caption).c_str(), stile, CW_USEDEFAULT,
+    RECT r{0, 0, 480, altezza_form};
+    AdjustWindowRect(&r, stile_form, FALSE);
+    hwnd_ = CreateWindowExW(0, classe_form, testo_finestra(m.caption).c_str(), stile_form, CW_USEDEFAULT,
                             CW_USEDEFAULT, r.right - r.left, r.bottom - r.top, nullptr, nullptr,
                             istanza, this);
 
@@ -106,6 +108,11 @@ void finestra_aggiornamento::crea() {
                                 WS_CHILD | WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON, 160, 292, 160, 30,
                                 hwnd_, reinterpret_cast<HMENU>(INT_PTR(id_command1)), istanza, nullptr);
     SendMessageW(pulsante_, WM_SETFONT, reinterpret_cast<WPARAM>(normale_), FALSE);
+    text1_ = CreateWindowExW(WS_EX_CLIENTEDGE, L"EDIT", nullptr,
+                             WS_CHILD | WS_VSCROLL | ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL, m.Text1.left,
+                             m.Text1.top, m.Text1.width, m.Text1.height, hwnd_,
+                             reinterpret_cast<HMENU>(INT_PTR(id_text1)), istanza, nullptr);
+    SendMessageW(text1_, WM_SETFONT, reinterpret_cast<WPARAM>(normale_), FALSE);
 }
 
 void finestra_aggiornamento::carica_nascosto() {
@@ -166,6 +173,20 @@ void finestra_aggiornamento::ridisegna(const modello_aggiornamento& m) {
     SendMessageW(barra_, PBM_SETPOS, static_cast<WPARAM>(m.ProgressBar1.value), 0);
     mostra_se(barra_, m.ProgressBar1.visible);
     imposta_testo(pulsante_, m.Command1.caption);
+    imposta_testo(text1_, m.Text1.text);
+    SetWindowPos(text1_, nullptr, m.Text1.left, m.Text1.top, m.Text1.width, m.Text1.height,
+                 SWP_NOZORDER | SWP_NOACTIVATE);
+    mostra_se(text1_, m.Text1.visible);
+    // The form grows to show the report below the rest.
+    RECT dentro;
+    GetClientRect(hwnd_, &dentro);
+    const int altezza = m.Text1.visible ? m.Text1.top + m.Text1.height + 12 : altezza_form;
+    if (dentro.bottom != altezza) {
+        RECT r{0, 0, 480, altezza};
+        AdjustWindowRect(&r, stile_form, FALSE);
+        SetWindowPos(hwnd_, nullptr, 0, 0, r.right - r.left, r.bottom - r.top,
+                     SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
+    }
     applica_timer();
     // The run does not return to the message loop: paint now.
     RedrawWindow(hwnd_, nullptr, nullptr, RDW_INVALIDATE | RDW_ERASE | RDW_ALLCHILDREN | RDW_UPDATENOW);
@@ -186,6 +207,10 @@ LRESULT finestra_aggiornamento::messaggio(UINT msg, WPARAM wp, LPARAM lp) {
     switch (msg) {
     case WM_CTLCOLORSTATIC: {
         HDC dc = reinterpret_cast<HDC>(wp);
+        if (reinterpret_cast<HWND>(lp) == text1_) {  // the report reads as a page
+            SetBkColor(dc, GetSysColor(COLOR_WINDOW));
+            return reinterpret_cast<LRESULT>(GetSysColorBrush(COLOR_WINDOW));
+        }
         if (reinterpret_cast<HWND>(lp) == label1_ && pennello_label1_) {
             SetBkColor(dc, colore_label1_);
             return reinterpret_cast<LRESULT>(pennello_label1_);

@@ -43,7 +43,7 @@ private:
 
     HWND hwnd_ = nullptr;
     HWND label1_ = nullptr, label2_ = nullptr, label3_ = nullptr;
-    HWND barra_ = nullptr, pulsante_ = nullptr;
+    HWND barra_ = nullptr, pulsante_ = nullptr, text1_ = nullptr;
     HFONT grassetto_ = nullptr, normale_ = nullptr;
     HBRUSH pennello_label1_ = nullptr;
     COLORREF colore_label1_ = 0;

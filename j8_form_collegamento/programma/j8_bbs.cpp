@@ -13,8 +13,15 @@
 #include "j8_form_collegamento/win32/finestra_collegamento.hpp"
 #include "j8_form_collegamento/win32/ponte_aggiornamento.hpp"
 #include "j8_form_collegamento/win32/piattaforma_j8_bbs.hpp"
+#include "piattaforma/win32/piattaforma_win32.hpp"
 
 int WINAPI wWinMain(HINSTANCE istanza, HINSTANCE, PWSTR riga_comando, int mostra) {
+    // A second start would find the running update's journal and put the
+    // tables back under it: it stops here, before any file is touched.
+    if (!j8::prima_istanza()) {
+        MessageBoxW(nullptr, L"j8_bbs \u00e8 gi\u00e0 in esecuzione.", L"j8_bbs", MB_OK | MB_ICONINFORMATION);
+        return 0;
+    }
     j8::piattaforma_j8_bbs piattaforma;
     j8::finestra_aggiornamento aggiornamento(piattaforma);
     j8::ponte_aggiornamento ponte(aggiornamento);

@@ -489,6 +489,50 @@ void piattaforma_win32::scrivi_a_blocchi(const std::string& percorso,
     }
 }
 
+void piattaforma_win32::sostituisci_file(const std::string& da, const std::string& a) {
+    if (!MoveFileExA(da.c_str(), a.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        const DWORD e = GetLastError();
+        throw errore_file(e == ERROR_FILE_NOT_FOUND ? da : a, problema_file(e));
+    }
+}
+
+namespace {
+std::string chiave_tenuto(const std::string& percorso) {
+    std::string k = percorso;
+    for (char& c : k) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return k;
+}
+}  // namespace
+
+bool piattaforma_win32::tieni_aperto(const std::string& percorso) {
+    const std::string k = chiave_tenuto(percorso);
+    if (tenuti_.count(k)) return true;
+    // Read by others, never written, renamed or deleted while held; a
+    // second holder asks for write access and is refused.
+    HANDLE f = CreateFileA(percorso.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                           OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (f == INVALID_HANDLE_VALUE) return GetLastError() != ERROR_SHARING_VIOLATION;
+    tenuti_[k] = f;
+    return true;
+}
+
+void piattaforma_win32::rilascia(const std::string& percorso) {
+    const auto i = tenuti_.find(chiave_tenuto(percorso));
+    if (i == tenuti_.end()) return;
+    CloseHandle(i->second);
+    tenuti_.erase(i);
+}
+
+piattaforma_win32::~piattaforma_win32() {
+    for (auto& [k, h] : tenuti_) CloseHandle(h);
+}
+
+bool prima_istanza() {
+    // Never closed: held as long as the process lives.
+    HANDLE m = CreateMutexW(nullptr, FALSE, L"j8_bbs_una_sola_istanza");
+    return m != nullptr && GetLastError() != ERROR_ALREADY_EXISTS;
+}
+
 void piattaforma_win32::cancella_file(const std::string& percorso) {
     if (!DeleteFileA(percorso.c_str())) fallisce(percorso);
 }

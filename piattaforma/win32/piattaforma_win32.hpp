@@ -3,6 +3,9 @@
 // CreateProcess, keys typed with SendInput, windows found with
 // EnumWindows/EnumChildWindows, files through the ANSI file functions.
 
+#include <map>
+#include <string>
+
 #include "piattaforma/piattaforma.hpp"
 
 namespace j8 {
@@ -43,11 +46,21 @@ public:
     std::string direttorio_corrente() override;
     void cambia_direttorio(const std::string& percorso) override;
     std::string direttorio_programma() override;
+    void sostituisci_file(const std::string& da, const std::string& a) override;
+    bool tieni_aperto(const std::string& percorso) override;
+    void rilascia(const std::string& percorso) override;
+    ~piattaforma_win32() override;
 
 private:
+    std::map<std::string, void*> tenuti_;  // lower-case path, handle
     unsigned long appunti_prima_dei_tasti_ = 0;  // clipboard sequence number
     unsigned long long tasti_mandati_alle_ = 0;  // GetTickCount64 of the last typing
 };
+
+// One j8_bbs at a time: takes the named mutex every start of the program
+// shares and keeps it until the process ends. False when another process
+// holds it already.
+bool prima_istanza();
 
 // The Italian name of a Win32 file error, as errore_file carries it.
 std::string problema_file(unsigned long codice);
