@@ -222,13 +222,36 @@ int confronta_campi(const voce_riga& a, const voce_riga& b, campo f, std::size_t
     return 0;
 }
 
-// The first eight characters of a field as ranked bytes packed big-endian:
-// comparing the words compares the texts.
-std::uint64_t parola_rango(const voce_riga& v, campo f) {
+// Eight characters of a field from its character `da` as ranked bytes
+// packed big-endian, 0 past the field: comparing the words compares the
+// texts.
+std::uint64_t parola_rango(const voce_riga& v, campo f, std::size_t da = 0) {
     std::uint64_t w = 0;
-    for (std::size_t i = 0; i < 8; ++i)
+    for (std::size_t i = da; i < da + 8; ++i)
         w = (w << 8) | (i < f.larghezza ? rango(byte_di(v, f.posizione - 1u + i)) : 0u);
     return w;
+}
+
+// The run [i, f) of `chiavi` shares the field's first `da` characters:
+// sorted by the next eight as words, each run that still shares them by
+// those after, and rows whose whole field is equal to the previous one's
+// marked in `uguale`.
+template <class Chiave>
+void ordina_per_parole(std::vector<Chiave>& chiavi, std::size_t i, std::size_t f, const std::vector<voce_riga>& voci,
+                       campo c, std::size_t da, std::vector<std::uint8_t>& uguale) {
+    if (da >= c.larghezza) {
+        for (std::size_t k = i + 1; k < f; ++k) uguale[k] = 1;
+        return;
+    }
+    for (std::size_t k = i; k < f; ++k) chiavi[k].inizio = parola_rango(voci[chiavi[k].riga], c, da);
+    std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
+              [](const Chiave& a, const Chiave& b) { return a.inizio < b.inizio; });
+    for (std::size_t a = i; a < f;) {
+        std::size_t b = a + 1;
+        while (b < f && chiavi[b].inizio == chiavi[a].inizio) ++b;
+        if (b - a > 1) ordina_per_parole(chiavi, a, b, voci, c, da + 8, uguale);
+        a = b;
+    }
 }
 
 // Shell sort of row numbers by a dense rank: the sort's moves depend only
@@ -815,20 +838,14 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
             chiavi[i] = {parola_rango(v, farmaco::descrizione), static_cast<std::uint32_t>(i)};
         }
         // By the first eight characters, then each run that shares them by
-        // the rest; rows with equal names are marked on the way.
+        // the next eight and so on; rows with equal names are marked on the
+        // way.
         ordina_radice(chiavi, 8, [](const chiave& c) { return c.inizio; });
         std::vector<std::uint8_t> uguale(righe, 0);
         for (std::size_t i = 0; i < righe;) {
             std::size_t f = i + 1;
             while (f < righe && chiavi[f].inizio == chiavi[i].inizio) ++f;
-            if (f - i > 1) {
-                auto resto = [&](const chiave& a, const chiave& b) {
-                    return confronta_campi(voci[a.riga], voci[b.riga], farmaco::descrizione, 8);
-                };
-                std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
-                          [&](const chiave& a, const chiave& b) { return resto(a, b) < 0; });
-                for (std::size_t k = i + 1; k < f; ++k) uguale[k] = resto(chiavi[k - 1], chiavi[k]) == 0;
-            }
+            if (f - i > 1) ordina_per_parole(chiavi, i, f, voci, farmaco::descrizione, 8, uguale);
             i = f;
         }
         ordine.resize(righe);
