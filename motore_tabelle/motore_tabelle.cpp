@@ -1,6 +1,7 @@
 #include "motore_tabelle/motore_tabelle.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
@@ -226,6 +227,17 @@ int confronta_campi(const voce_riga& a, const voce_riga& b, campo f, std::size_t
 // packed big-endian, 0 past the field: comparing the words compares the
 // texts.
 std::uint64_t parola_rango(const voce_riga& v, campo f, std::size_t da = 0) {
+    const std::size_t inizio = f.posizione - 1u + da;
+    if (da + 8 <= f.larghezza && v.lunghezza >= inizio + 8) {
+        // ASCII bytes are their own rank: eight of them are the word as
+        // they stand, read big-endian.
+        std::uint64_t x;
+        std::memcpy(&x, v.dati + inizio, 8);
+        if ((x & 0x8080808080808080ull) == 0) {
+            if constexpr (std::endian::native == std::endian::little) x = __builtin_bswap64(x);
+            return x;
+        }
+    }
     std::uint64_t w = 0;
     for (std::size_t i = da; i < da + 8; ++i)
         w = (w << 8) | (i < f.larghezza ? rango(byte_di(v, f.posizione - 1u + i)) : 0u);
@@ -287,9 +299,10 @@ void permutazione_shell(std::vector<std::uint32_t>& ordinati, Uguale uguale_al_p
             const std::int64_t tappa = std::min(m, (i / 1000 + 1) * 1000 - 1);
             for (; i <= tappa; ++i) {
                 const std::uint64_t lavoro = v[i - 1];
-                const std::uint64_t chiave = lavoro >> 32;
+                // A greater rank is a greater item than any of this rank.
+                const std::uint64_t soglia = lavoro | 0xFFFFFFFFu;
                 std::int64_t j = i;
-                while ((v[j - g - 1] >> 32) > chiave) {
+                while (v[j - g - 1] > soglia) {
                     v[j - 1] = v[j - g - 1];
                     j -= g;
                     if (j <= g) break;
@@ -306,10 +319,17 @@ void permutazione_shell(std::vector<std::uint32_t>& ordinati, Uguale uguale_al_p
 // linear passes instead of a comparison sort. Equal keys end in any order.
 template <class T, class Chiave>
 void ordina_radice(std::vector<T>& v, unsigned byte, Chiave chiave) {
+    // The counts of every byte are taken in one pass: the passes only
+    // move items, so they do not change them.
+    std::vector<std::array<std::size_t, 257>> conte(byte);
+    for (auto& c : conte) c.fill(0);
+    for (const T& x : v) {
+        const std::uint64_t k = chiave(x);
+        for (unsigned b = 0; b < byte; ++b) ++conte[b][((k >> (8 * b)) & 0xFF) + 1];
+    }
     std::vector<T> altro(v.size());
     for (unsigned b = 0; b < byte; ++b) {
-        std::size_t conta[257] = {};
-        for (const T& x : v) ++conta[((chiave(x) >> (8 * b)) & 0xFF) + 1];
+        std::array<std::size_t, 257>& conta = conte[b];
         bool inutile = false;
         for (int c = 1; c <= 256; ++c)
             if (conta[c] == v.size()) inutile = true;
