@@ -779,10 +779,32 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
     std::unordered_map<std::string, std::size_t> posto_nuovo;
     const std::size_t n = variazioni.size();
     const std::int32_t oggi = n ? oggi_() : 0;
+    // The rows the updates touch lie all over the table: each is looked up
+    // a few lines ahead and its row entry and bytes fetched while the
+    // lines before it are applied.
+    constexpr std::size_t avanti = 16;
+    std::int32_t posti[avanti];
+    const std::vector<voce_riga>& righe_farmaci = tabella_farmaci.voci;
+    auto cerca_avanti = [&](std::size_t k) {
+        char a[variazione_farmaco::larghezza];
+        const std::int32_t q = cerca_codice(variazioni.campo_di(k, variazione_farmaco::codice, a));
+        posti[k % avanti] = q;
+        if (q >= 1 && static_cast<std::size_t>(q) <= righe_farmaci.size()) __builtin_prefetch(&righe_farmaci[q - 1]);
+    };
+    for (std::size_t k = 0; k < n && k < avanti; ++k) cerca_avanti(k);
     for (std::size_t i = 1; i <= n; ++i) {
         av_.valore_barra(100.0f * static_cast<float>(i) / static_cast<float>(n));
         const record_variazione_farmaco v(variazioni.riga(i - 1));
-        std::int32_t p = cerca_codice(v[variazione_farmaco::codice]);
+        const std::int32_t p = posti[(i - 1) % avanti];
+        if (i - 1 + avanti < n) cerca_avanti(i - 1 + avanti);
+        if (i - 1 + avanti / 2 < n) {
+            const std::int32_t q = posti[(i - 1 + avanti / 2) % avanti];
+            if (q >= 1 && static_cast<std::size_t>(q) <= righe_farmaci.size()) {
+                const char* d = righe_farmaci[q - 1].dati;
+                __builtin_prefetch(d);
+                __builtin_prefetch(d + 64);
+            }
+        }
         if (p != -1) {
             if (p < 1 || static_cast<std::size_t>(p) > tabella_farmaci.size())
                 throw std::out_of_range("indice dei codici non allineato alla tabella farmaci");
