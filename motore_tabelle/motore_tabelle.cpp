@@ -112,6 +112,15 @@ std::uint64_t leggi_righe(file_tabelle& file, const std::string& percorso, tabel
         d.blocco(b);
     });
     d.termina();
+    // Rows grown by doubling may hold up to twice the room they need:
+    // kept to a sixteenth over, for the rows an update adds.
+    const std::size_t tenute = t.voci.size() + t.voci.size() / 16;
+    if (t.voci.capacity() > tenute + 1024) {
+        std::vector<voce_riga> strette;
+        strette.reserve(tenute);
+        strette.assign(t.voci.begin(), t.voci.end());
+        t.voci.swap(strette);
+    }
     return byte;
 }
 
