@@ -264,9 +264,16 @@ void ordina_per_parole(std::vector<Chiave>& chiavi, std::size_t i, std::size_t f
         for (std::size_t k = i + 1; k < f; ++k) uguale[k] = 1;
         return;
     }
-    for (std::size_t k = i; k < f; ++k) chiavi[k].inizio = parola_rango(voci[chiavi[k].riga], c, da);
-    std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
-              [](const Chiave& a, const Chiave& b) { return a.inizio < b.inizio; });
+    bool in_ordine = true;
+    for (std::size_t k = i; k < f; ++k) {
+        chiavi[k].inizio = parola_rango(voci[chiavi[k].riga], c, da);
+        if (k > i && chiavi[k].inizio < chiavi[k - 1].inizio) in_ordine = false;
+    }
+    // A table written by the last update comes in name order: most runs
+    // need no sort.
+    if (!in_ordine)
+        std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
+                  [](const Chiave& a, const Chiave& b) { return a.inizio < b.inizio; });
     for (std::size_t a = i; a < f;) {
         std::size_t b = a + 1;
         while (b < f && chiavi[b].inizio == chiavi[a].inizio) ++b;
