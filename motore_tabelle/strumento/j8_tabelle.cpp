@@ -143,13 +143,11 @@ int main(int argc, char** argv) {
 #ifdef __linux__
     // Faulting in the tables page by page costs as much as reading them:
     // the heap is set out ahead and offered huge pages where the system
-    // gives them on request; untouched room takes no memory. Its first
-    // 4 MB keep small pages, so a small run holds no more than it touches.
+    // gives them on request; untouched room takes no memory.
     mallopt(M_TOP_PAD, 256 << 20);
     if (void* p = std::malloc(std::size_t{1} << 20)) {
         constexpr std::uintptr_t grande = std::uintptr_t{1} << 21;
-        const std::uintptr_t da =
-            (reinterpret_cast<std::uintptr_t>(p) + (std::uintptr_t{4} << 20) + grande - 1) & ~(grande - 1);
+        const std::uintptr_t da = (reinterpret_cast<std::uintptr_t>(p) + grande - 1) & ~(grande - 1);
         const std::uintptr_t a = reinterpret_cast<std::uintptr_t>(sbrk(0));
         if (a > da) madvise(reinterpret_cast<void*>(da), a - da, MADV_HUGEPAGE);
         std::free(p);
