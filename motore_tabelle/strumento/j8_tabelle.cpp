@@ -11,13 +11,6 @@
 #ifdef __GLIBC__
 #include <malloc.h>
 #endif
-#ifdef __linux__
-#include <sys/mman.h>
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdlib>
-#endif
 #ifdef _WIN32
 #include <fcntl.h>
 #include <io.h>
@@ -140,19 +133,6 @@ int main(int argc, char** argv) {
     // instead of faulting in fresh ones.
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
-#ifdef __linux__
-    // Faulting in the tables page by page costs as much as reading them:
-    // the heap is set out ahead and offered huge pages where the system
-    // gives them on request; untouched room takes no memory.
-    mallopt(M_TOP_PAD, 256 << 20);
-    if (void* p = std::malloc(std::size_t{1} << 20)) {
-        constexpr std::uintptr_t grande = std::uintptr_t{1} << 21;
-        const std::uintptr_t da = (reinterpret_cast<std::uintptr_t>(p) + grande - 1) & ~(grande - 1);
-        const std::uintptr_t a = reinterpret_cast<std::uintptr_t>(sbrk(0));
-        if (a > da) madvise(reinterpret_cast<void*>(da), a - da, MADV_HUGEPAGE);
-        std::free(p);
-    }
-#endif
 #endif
     std::vector<std::string> arg(argv + 1, argv + argc);
     try {
