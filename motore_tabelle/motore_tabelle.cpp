@@ -1,6 +1,7 @@
 #include "motore_tabelle/motore_tabelle.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
@@ -111,6 +112,15 @@ std::uint64_t leggi_righe(file_tabelle& file, const std::string& percorso, tabel
         d.blocco(b);
     });
     d.termina();
+    // Rows grown by doubling may hold up to twice the room they need:
+    // kept to a sixteenth over, for the rows an update adds.
+    const std::size_t tenute = t.voci.size() + t.voci.size() / 16;
+    if (t.voci.capacity() > tenute + 1024) {
+        std::vector<voce_riga> strette;
+        strette.reserve(tenute);
+        strette.assign(t.voci.begin(), t.voci.end());
+        t.voci.swap(strette);
+    }
     return byte;
 }
 
@@ -222,13 +232,54 @@ int confronta_campi(const voce_riga& a, const voce_riga& b, campo f, std::size_t
     return 0;
 }
 
-// The first eight characters of a field as ranked bytes packed big-endian:
-// comparing the words compares the texts.
-std::uint64_t parola_rango(const voce_riga& v, campo f) {
+// Eight characters of a field from its character `da` as ranked bytes
+// packed big-endian, 0 past the field: comparing the words compares the
+// texts.
+std::uint64_t parola_rango(const voce_riga& v, campo f, std::size_t da = 0) {
+    const std::size_t inizio = f.posizione - 1u + da;
+    if (da + 8 <= f.larghezza && v.lunghezza >= inizio + 8) {
+        // ASCII bytes are their own rank: eight of them are the word as
+        // they stand, read big-endian.
+        std::uint64_t x;
+        std::memcpy(&x, v.dati + inizio, 8);
+        if ((x & 0x8080808080808080ull) == 0) {
+            if constexpr (std::endian::native == std::endian::little) x = __builtin_bswap64(x);
+            return x;
+        }
+    }
     std::uint64_t w = 0;
-    for (std::size_t i = 0; i < 8; ++i)
+    for (std::size_t i = da; i < da + 8; ++i)
         w = (w << 8) | (i < f.larghezza ? rango(byte_di(v, f.posizione - 1u + i)) : 0u);
     return w;
+}
+
+// The run [i, f) of `chiavi` shares the field's first `da` characters:
+// sorted by the next eight as words, each run that still shares them by
+// those after, and rows whose whole field is equal to the previous one's
+// marked in `uguale`.
+template <class Chiave>
+void ordina_per_parole(std::vector<Chiave>& chiavi, std::size_t i, std::size_t f, const std::vector<voce_riga>& voci,
+                       campo c, std::size_t da, std::vector<std::uint8_t>& uguale) {
+    if (da >= c.larghezza) {
+        for (std::size_t k = i + 1; k < f; ++k) uguale[k] = 1;
+        return;
+    }
+    bool in_ordine = true;
+    for (std::size_t k = i; k < f; ++k) {
+        chiavi[k].inizio = parola_rango(voci[chiavi[k].riga], c, da);
+        if (k > i && chiavi[k].inizio < chiavi[k - 1].inizio) in_ordine = false;
+    }
+    // A table written by the last update comes in name order: most runs
+    // need no sort.
+    if (!in_ordine)
+        std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
+                  [](const Chiave& a, const Chiave& b) { return a.inizio < b.inizio; });
+    for (std::size_t a = i; a < f;) {
+        std::size_t b = a + 1;
+        while (b < f && chiavi[b].inizio == chiavi[a].inizio) ++b;
+        if (b - a > 1) ordina_per_parole(chiavi, a, b, voci, c, da + 8, uguale);
+        a = b;
+    }
 }
 
 // Shell sort of row numbers by a dense rank: the sort's moves depend only
@@ -264,9 +315,10 @@ void permutazione_shell(std::vector<std::uint32_t>& ordinati, Uguale uguale_al_p
             const std::int64_t tappa = std::min(m, (i / 1000 + 1) * 1000 - 1);
             for (; i <= tappa; ++i) {
                 const std::uint64_t lavoro = v[i - 1];
-                const std::uint64_t chiave = lavoro >> 32;
+                // A greater rank is a greater item than any of this rank.
+                const std::uint64_t soglia = lavoro | 0xFFFFFFFFu;
                 std::int64_t j = i;
-                while ((v[j - g - 1] >> 32) > chiave) {
+                while (v[j - g - 1] > soglia) {
                     v[j - 1] = v[j - g - 1];
                     j -= g;
                     if (j <= g) break;
@@ -283,10 +335,17 @@ void permutazione_shell(std::vector<std::uint32_t>& ordinati, Uguale uguale_al_p
 // linear passes instead of a comparison sort. Equal keys end in any order.
 template <class T, class Chiave>
 void ordina_radice(std::vector<T>& v, unsigned byte, Chiave chiave) {
+    // The counts of every byte are taken in one pass: the passes only
+    // move items, so they do not change them.
+    std::vector<std::array<std::size_t, 257>> conte(byte);
+    for (auto& c : conte) c.fill(0);
+    for (const T& x : v) {
+        const std::uint64_t k = chiave(x);
+        for (unsigned b = 0; b < byte; ++b) ++conte[b][((k >> (8 * b)) & 0xFF) + 1];
+    }
     std::vector<T> altro(v.size());
     for (unsigned b = 0; b < byte; ++b) {
-        std::size_t conta[257] = {};
-        for (const T& x : v) ++conta[((chiave(x) >> (8 * b)) & 0xFF) + 1];
+        std::array<std::size_t, 257>& conta = conte[b];
         bool inutile = false;
         for (int c = 1; c <= 256; ++c)
             if (conta[c] == v.size()) inutile = true;
@@ -736,10 +795,32 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
     std::unordered_map<std::string, std::size_t> posto_nuovo;
     const std::size_t n = variazioni.size();
     const std::int32_t oggi = n ? oggi_() : 0;
+    // The rows the updates touch lie all over the table: each is looked up
+    // a few lines ahead and its row entry and bytes fetched while the
+    // lines before it are applied.
+    constexpr std::size_t avanti = 16;
+    std::int32_t posti[avanti];
+    const std::vector<voce_riga>& righe_farmaci = tabella_farmaci.voci;
+    auto cerca_avanti = [&](std::size_t k) {
+        char a[variazione_farmaco::larghezza];
+        const std::int32_t q = cerca_codice(variazioni.campo_di(k, variazione_farmaco::codice, a));
+        posti[k % avanti] = q;
+        if (q >= 1 && static_cast<std::size_t>(q) <= righe_farmaci.size()) __builtin_prefetch(&righe_farmaci[q - 1]);
+    };
+    for (std::size_t k = 0; k < n && k < avanti; ++k) cerca_avanti(k);
     for (std::size_t i = 1; i <= n; ++i) {
         av_.valore_barra(100.0f * static_cast<float>(i) / static_cast<float>(n));
         const record_variazione_farmaco v(variazioni.riga(i - 1));
-        std::int32_t p = cerca_codice(v[variazione_farmaco::codice]);
+        const std::int32_t p = posti[(i - 1) % avanti];
+        if (i - 1 + avanti < n) cerca_avanti(i - 1 + avanti);
+        if (i - 1 + avanti / 2 < n) {
+            const std::int32_t q = posti[(i - 1 + avanti / 2) % avanti];
+            if (q >= 1 && static_cast<std::size_t>(q) <= righe_farmaci.size()) {
+                const char* d = righe_farmaci[q - 1].dati;
+                __builtin_prefetch(d);
+                __builtin_prefetch(d + 64);
+            }
+        }
         if (p != -1) {
             if (p < 1 || static_cast<std::size_t>(p) > tabella_farmaci.size())
                 throw std::out_of_range("indice dei codici non allineato alla tabella farmaci");
@@ -815,20 +896,14 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
             chiavi[i] = {parola_rango(v, farmaco::descrizione), static_cast<std::uint32_t>(i)};
         }
         // By the first eight characters, then each run that shares them by
-        // the rest; rows with equal names are marked on the way.
+        // the next eight and so on; rows with equal names are marked on the
+        // way.
         ordina_radice(chiavi, 8, [](const chiave& c) { return c.inizio; });
         std::vector<std::uint8_t> uguale(righe, 0);
         for (std::size_t i = 0; i < righe;) {
             std::size_t f = i + 1;
             while (f < righe && chiavi[f].inizio == chiavi[i].inizio) ++f;
-            if (f - i > 1) {
-                auto resto = [&](const chiave& a, const chiave& b) {
-                    return confronta_campi(voci[a.riga], voci[b.riga], farmaco::descrizione, 8);
-                };
-                std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
-                          [&](const chiave& a, const chiave& b) { return resto(a, b) < 0; });
-                for (std::size_t k = i + 1; k < f; ++k) uguale[k] = resto(chiavi[k - 1], chiavi[k]) == 0;
-            }
+            if (f - i > 1) ordina_per_parole(chiavi, i, f, voci, farmaco::descrizione, 8, uguale);
             i = f;
         }
         ordine.resize(righe);
