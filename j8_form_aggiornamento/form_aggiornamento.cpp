@@ -10,6 +10,7 @@
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "motore_tabelle/motore_tabelle.hpp"
+#include "piattaforma/tasti.hpp"
 
 namespace j8 {
 
@@ -526,7 +527,7 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
         p_.attiva_task(task);
         attendi(1);
         p_.attiva_task(task);
-        p_.manda_tasti(senza_barra(direttorio_lavoro));
+        p_.manda_tasti(tasti_letterali(senza_barra(direttorio_lavoro)));
         attendi(1);
         manda_tasto(p_, "{enter}", "WinZip Self-Extractor", 0, "unzipped successfully");
         attendi(1);

@@ -7,6 +7,7 @@
 
 #include "j8_modulo_aggiornamento/finestre.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
+#include "piattaforma/tasti.hpp"
 
 namespace j8 {
 
@@ -139,7 +140,7 @@ void form_collegamento::impostazioni_ricezione() {
     attiva_terminale();
     p_.manda_tasti("%tr");
     p_.manda_tasti("+{end}");
-    p_.manda_tasti(modello.direttorio_deposito + "{tab}{tab}Z");
+    p_.manda_tasti(tasti_letterali(modello.direttorio_deposito) + "{tab}{tab}Z");
     attiva_terminale();
     p_.manda_tasti("%c");
     attesa(2);
@@ -150,10 +151,10 @@ void form_collegamento::modem_e_accesso() {
     attesa(3);
     verifica(risposta("atx3s7=60{enter}", "atx3s7=60" + a_capo + "OK"));
     attesa(3);
-    if (verifica(risposta("atdt" + senza_spazi(modello.telefono) + "{enter}", "Altrimenti batti \"new\":", "BUSY")) == 2)
+    if (verifica(risposta("atdt" + tasti_letterali(senza_spazi(modello.telefono)) + "{enter}", "Altrimenti batti \"new\":", "BUSY")) == 2)
         throw portante_persa{};
-    verifica(risposta(cancella + modello.utente + "{enter}", "Immetti la password:"));
-    verifica(risposta(modello.password + "{enter}", menu_principale));
+    verifica(risposta(cancella + tasti_letterali(modello.utente) + "{enter}", "Immetti la password:"));
+    verifica(risposta(tasti_letterali(modello.password) + "{enter}", menu_principale));
 }
 
 void form_collegamento::posta_e_scarico() {
@@ -217,7 +218,7 @@ void form_collegamento::Timer1_Timer() {
                               "Carico_file"));
             attesa(2);
             attiva_terminale();
-            verifica(risposta("%tv" + modello.direttorio_origine + "\\*.*{tab}{tab}Z{tab}{enter}",
+            verifica(risposta("%tv" + tasti_letterali(modello.direttorio_origine) + "\\*.*{tab}{tab}Z{tab}{enter}",
                               "Immetti scelta, ? per help, o X per fine:", std::nullopt, std::nullopt,
                               true));
             verifica(risposta(cancella + "X{enter}", menu_principale));

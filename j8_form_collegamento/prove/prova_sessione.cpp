@@ -53,10 +53,19 @@ TEST_F(sessione, senza_file_da_inviare_ricezione_prima_del_modem_e_due_pacchetti
 }
 
 TEST_F(sessione, con_file_da_inviare_modem_prima_della_ricezione_e_file_caricati_in_inglese) {
-    prepara(scenario_base(), true);
+    // User id and password full of notation characters reach the BBS as written.
+    scenario sc = scenario_base();
+    sc.utente = "cli+ente{x}";
+    sc.password = "K+p%9(x)~^{a}";
+    prepara(sc, true);
     copione.scrivi_file("c:\\j8\\A_BBS\\ordine1.txt", "ordine uno");
     copione.scrivi_file("c:\\j8\\A_BBS\\ordine2.txt", "ordine due");
-    sessione_completa(1);
+    std::vector<std::string> righe = impostazioni_standard(1);
+    righe[5] = "userid bbs=" + sc.utente;
+    righe[6] = "password bbs=" + sc.password;
+    carica(righe);
+    form->Command1_Click();
+    form->Timer1_Timer();
 
     // Path A: the modem first, the upload, and only then the receive folder.
     const int modem = p->primo("at{enter}");
