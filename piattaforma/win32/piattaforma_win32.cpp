@@ -92,9 +92,11 @@ bool porta_in_primo_piano(HWND h) {
 }
 
 // Waits until the program owning the foreground window has dealt with
-// its pending input.
+// its pending input: it is idle waiting for input, and its window's thread
+// has answered message round trips. Each answered round trip means the
+// thread came back to its message loop once more, so after a few of them
+// the keys queued ahead are handled, however slow the machine.
 void attendi_elaborazione() {
-    Sleep(15);
     const HWND davanti = GetForegroundWindow();
     if (!davanti) return;
     DWORD pid = 0;
@@ -116,9 +118,10 @@ void attendi_elaborazione() {
         WaitForInputIdle(processo, 5000);
         CloseHandle(processo);
     }
-    DWORD_PTR r = 0;
-    SendMessageTimeoutW(davanti, WM_NULL, 0, 0, SMTO_ABORTIFHUNG, 2000, &r);
-    Sleep(25);
+    for (int giro = 0; giro < 4; ++giro) {
+        DWORD_PTR r = 0;
+        if (!SendMessageTimeoutW(davanti, WM_NULL, 0, 0, SMTO_ABORTIFHUNG, 5000, &r)) break;
+    }
 }
 
 bool tasto_esteso(WORD v) {
@@ -149,21 +152,27 @@ INPUT unicode(wchar_t c, bool su) {
     return i;
 }
 
-// One event as key presses: modifiers down, the key, modifiers up.
+// One event as key presses. A character goes as Unicode input, so Caps
+// Lock, a held Shift or the keyboard layout cannot change it; only a
+// character held with Ctrl or Alt (a menu or a shortcut) goes as the key
+// of the layout that bears it, and a named key as its virtual key.
 std::vector<INPUT> pressioni(const evento_tasto& e) {
     std::vector<INPUT> r;
-    bool maiuscolo = e.maiuscolo;
     WORD v = e.virtuale;
     wchar_t carattere = 0;
+    bool maiuscolo = e.maiuscolo;
     if (!v) {
         const std::wstring w = da_1252(std::string(1, e.carattere));
         carattere = w.empty() ? L'?' : w[0];
-        const SHORT scan = VkKeyScanW(carattere);
-        // Letters and digits of the layout go as keys, so that Alt+letter
-        // reaches menus; what needs AltGr or has no key goes as a character.
-        if (scan != -1 && !(HIBYTE(scan) & 6)) {
-            v = LOBYTE(scan);
-            maiuscolo = maiuscolo || (HIBYTE(scan) & 1);
+        if (e.controllo || e.alt) {
+            const SHORT scan = VkKeyScanW(carattere);
+            if (scan != -1 && !(HIBYTE(scan) & 6)) {
+                v = LOBYTE(scan);
+                maiuscolo = maiuscolo || (HIBYTE(scan) & 1);
+            }
+        } else if (maiuscolo) {
+            carattere = static_cast<wchar_t>(reinterpret_cast<std::uintptr_t>(
+                CharUpperW(reinterpret_cast<LPWSTR>(static_cast<std::uintptr_t>(carattere)))));
         }
     }
     std::vector<WORD> mod;
@@ -291,6 +300,57 @@ bool piattaforma_win32::attiva_titolo(const std::string& titolo) {
         Sleep(50);
     }
     return false;
+}
+
+namespace {
+
+bool task_finito(DWORD id_task) {
+    HANDLE processo = OpenProcess(SYNCHRONIZE, FALSE, id_task);
+    if (!processo) return true;
+    const bool finito = WaitForSingleObject(processo, 0) == WAIT_OBJECT_0;
+    CloseHandle(processo);
+    return finito;
+}
+
+bool davanti_del_task(DWORD id_task) {
+    DWORD pid = 0;
+    const HWND davanti = GetForegroundWindow();
+    if (davanti) GetWindowThreadProcessId(davanti, &pid);
+    return davanti && pid == id_task;
+}
+
+// The task's window in front, or errore_destinazione after `secondi`.
+void assicura_davanti(DWORD id_task, double secondi) {
+    const ULONGLONG fine = GetTickCount64() + ULONGLONG(secondi * 1000);
+    for (;;) {
+        if (task_finito(id_task))
+            throw errore_destinazione("il programma " + std::to_string(id_task) + " \xe8 terminato");
+        if (davanti_del_task(id_task)) return;
+        if (HWND h = finestra_del_task(id_task)) porta_in_primo_piano(h);
+        if (davanti_del_task(id_task)) return;
+        if (GetTickCount64() >= fine)
+            throw errore_destinazione("la finestra del programma " + std::to_string(id_task) +
+                                      " non viene in primo piano");
+        Sleep(100);
+    }
+}
+
+}  // namespace
+
+void piattaforma_win32::manda_tasti_a(std::uint32_t id_task, const std::string& tasti) {
+    const std::vector<evento_tasto> eventi = analizza_tasti(tasti);
+    appunti_prima_dei_tasti_ = GetClipboardSequenceNumber();
+    for (const evento_tasto& e : eventi) {
+        // Checked before every key: a window that came in front meanwhile
+        // must not get the rest (a password least of all).
+        assicura_davanti(id_task, secondi_destinazione);
+        std::vector<INPUT> p = pressioni(e);
+        SendInput(static_cast<UINT>(p.size()), p.data(), sizeof(INPUT));
+        if (e.alt || e.controllo || e.virtuale == VK_RETURN || e.virtuale == VK_ESCAPE)
+            attendi_elaborazione();
+    }
+    attendi_elaborazione();
+    tasti_mandati_alle_ = GetTickCount64();
 }
 
 void piattaforma_win32::manda_tasti(const std::string& tasti) {
