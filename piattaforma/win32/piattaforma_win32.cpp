@@ -370,32 +370,36 @@ void piattaforma_win32::manda_tasti(const std::string& tasti) {
 }
 
 std::string piattaforma_win32::leggi_appunti() {
-    // A copy just asked for by keys lands asynchronously: give it a moment.
-    if (GetTickCount64() - tasti_mandati_alle_ < 2000) {
-        for (int i = 0; i < 40 && GetClipboardSequenceNumber() == appunti_prima_dei_tasti_; ++i)
-            Sleep(25);
-    }
-    for (int tentativo = 0; tentativo < 40; ++tentativo) {
-        if (!OpenClipboard(nullptr)) {
-            Sleep(25);
-            continue;
+    // After keys, only a copy they made counts: an older clipboard is not
+    // the screen. The copy lands asynchronously, so it gets a while.
+    if (tasti_mandati_alle_) {
+        tasti_mandati_alle_ = 0;
+        const ULONGLONG fine = GetTickCount64() + 3000;
+        while (GetClipboardSequenceNumber() == appunti_prima_dei_tasti_) {
+            if (GetTickCount64() >= fine) return "";
+            Sleep(20);
         }
-        std::string testo;
-        if (HANDLE d = GetClipboardData(CF_UNICODETEXT)) {
-            if (auto* w = static_cast<const wchar_t*>(GlobalLock(d))) {
-                testo = a_1252(w);
-                GlobalUnlock(d);
-            }
-        } else if (HANDLE a = GetClipboardData(CF_TEXT)) {
-            if (auto* s = static_cast<const char*>(GlobalLock(a))) {
-                testo = s;
-                GlobalUnlock(a);
-            }
-        }
-        CloseClipboard();
-        return testo;
     }
-    return "";
+    // Another program may hold the clipboard open for a moment.
+    const ULONGLONG fine = GetTickCount64() + 5000;
+    while (!OpenClipboard(nullptr)) {
+        if (GetTickCount64() >= fine) return "";
+        Sleep(25);
+    }
+    std::string testo;
+    if (HANDLE d = GetClipboardData(CF_UNICODETEXT)) {
+        if (auto* w = static_cast<const wchar_t*>(GlobalLock(d))) {
+            testo = a_1252(w);
+            GlobalUnlock(d);
+        }
+    } else if (HANDLE a = GetClipboardData(CF_TEXT)) {
+        if (auto* s = static_cast<const char*>(GlobalLock(a))) {
+            testo = s;
+            GlobalUnlock(a);
+        }
+    }
+    CloseClipboard();
+    return testo;
 }
 
 std::vector<finestra> piattaforma_win32::finestre() {

@@ -44,7 +44,7 @@ public:
 
 private:
     unsigned long appunti_prima_dei_tasti_ = 0;  // clipboard sequence number
-    unsigned long long tasti_mandati_alle_ = 0;  // GetTickCount64 of the last typing
+    unsigned long long tasti_mandati_alle_ = 0;  // non-zero: keys typed since the last clipboard read
 };
 
 // The Italian name of a Win32 file error, as errore_file carries it.
