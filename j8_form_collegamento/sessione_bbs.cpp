@@ -330,9 +330,14 @@ void form_collegamento::uscita_e_aggiornamento() {
     if (modello.italiano) manda("%fe");
     if (modello.inglese) manda("%fx");
     attesa(1);
-    attiva_terminale();
-    if (modello.italiano) manda("S");
-    if (modello.inglese) manda("Y");
+    try {
+        attiva_terminale();
+        if (modello.italiano) manda("S");
+        if (modello.inglese) manda("Y");
+    } catch (const errore_destinazione&) {
+        // Off line the terminal quits without asking: nothing to confirm.
+        annota("il terminale si \xE8 chiuso senza chiedere conferma");
+    }
     attesa(1);
 }
 
