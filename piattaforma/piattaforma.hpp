@@ -78,7 +78,8 @@ public:
     // errore_destinazione and types nothing more. Throws errore_tasti.
     virtual void manda_tasti_a(std::uint32_t id_task, const std::string& tasti) {
         if (!attiva_task(id_task))
-            throw errore_destinazione("finestra del programma " + std::to_string(id_task) + " assente");
+            throw errore_destinazione("La finestra del programma che doveva ricevere i tasti non viene "
+                                      "in primo piano.");
         manda_tasti(tasti);
     }
     static constexpr double secondi_destinazione = 10;

@@ -324,13 +324,13 @@ void assicura_davanti(DWORD id_task, double secondi) {
     const ULONGLONG fine = GetTickCount64() + ULONGLONG(secondi * 1000);
     for (;;) {
         if (task_finito(id_task))
-            throw errore_destinazione("il programma " + std::to_string(id_task) + " \xe8 terminato");
+            throw errore_destinazione("Il programma che doveva ricevere i tasti \xe8 stato chiuso.");
         if (davanti_del_task(id_task)) return;
         if (HWND h = finestra_del_task(id_task)) porta_in_primo_piano(h);
         if (davanti_del_task(id_task)) return;
         if (GetTickCount64() >= fine)
-            throw errore_destinazione("la finestra del programma " + std::to_string(id_task) +
-                                      " non viene in primo piano");
+            throw errore_destinazione("La finestra del programma che doveva ricevere i tasti non viene "
+                                      "in primo piano.");
         Sleep(100);
     }
 }
