@@ -105,8 +105,11 @@ TEST_F(sessione, con_file_da_inviare_modem_prima_della_ricezione_e_file_caricati
     EXPECT_EQ(form->esito, fine_sessione::aggiornamento);
     const std::string trascrizione = copione.leggi_file(form->percorso_trascrizione);
     EXPECT_NE(trascrizione.find("file da inviare: ordine2.txt"), std::string::npos);
-    for (const std::string parte : {sc.password, tasti_letterali(sc.password), std::string("9(x)")})
+    // Nor its length, which the BBS's echo of asterisks would tell.
+    for (const std::string parte : {sc.password, tasti_letterali(sc.password), std::string("9(x)"),
+                                    std::string(sc.password.size(), '*')})
         EXPECT_EQ(trascrizione.find(parte), std::string::npos);
+    EXPECT_NE(trascrizione.find("\\*.*{tab}"), std::string::npos);
 }
 
 TEST_F(sessione, linea_occupata_finisce_con_manca_la_portante_senza_richiamare) {
