@@ -106,7 +106,7 @@ TEST_F(sessione, con_file_da_inviare_modem_prima_della_ricezione_e_file_caricati
     const std::string trascrizione = copione.leggi_file(form->percorso_trascrizione);
     EXPECT_NE(trascrizione.find("file da inviare: ordine2.txt"), std::string::npos);
     // Nor its length, which the BBS's echo of asterisks would tell.
-    for (const std::string parte : {sc.password, tasti_letterali(sc.password), std::string("9(x)"),
+    for (const std::string& parte : {sc.password, tasti_letterali(sc.password), std::string("9(x)"),
                                     std::string(sc.password.size(), '*')})
         EXPECT_EQ(trascrizione.find(parte), std::string::npos);
     EXPECT_NE(trascrizione.find("\\*.*{tab}"), std::string::npos);
@@ -189,9 +189,11 @@ TEST_F(sessione, ogni_interruzione_chiude_il_terminale_e_lo_dice) {
         const std::string trascrizione = copione.leggi_file(form->percorso_trascrizione);
         EXPECT_NE(trascrizione.find("sessione interrotta"), std::string::npos);
         for (const std::string& t : {trascrizione, p->messaggi[0]})
-            for (const std::string parte : {"Segr", "+eta", "(77)", "{(}77{)}"}) EXPECT_EQ(t.find(parte), std::string::npos) << parte;
-        if (p->primo(tasti_letterali(segreta) + "{enter}") >= 0)
+            for (const char* parte : {"Segr", "+eta", "(77)", "{(}77{)}"})
+                EXPECT_EQ(t.find(parte), std::string::npos) << parte;
+        if (p->primo(tasti_letterali(segreta) + "{enter}") >= 0) {
             EXPECT_NE(trascrizione.find("tasti: ********{enter}"), std::string::npos);
+        }
     }
 }
 
