@@ -139,6 +139,7 @@ public:
 private:
     void manda(const std::string& tasti);  // into the terminal only
     void annota(const std::string& cosa);  // one transcript line
+    void annota_schermo();
     void apri_trascrizione();
     void mostra_fine(const std::string& motivo);
     void attiva_terminale();
@@ -152,6 +153,7 @@ private:
     piattaforma& p_;
     collegamento_aggiornamento& aggiornamento_;
     std::string trascrizione_;  // the transcript so far
+    std::string schermo_annotato_;  // the last screen written to it
 };
 
 }  // namespace j8

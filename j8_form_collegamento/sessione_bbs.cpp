@@ -114,6 +114,7 @@ std::string form_collegamento::pulisci_finale(std::string stringa_originale) {
 
 void form_collegamento::apri_trascrizione() {
     trascrizione_.clear();
+    schermo_annotato_.clear();
     percorso_trascrizione.clear();
     try {
         std::string cartella = direttorio_configurazione.empty() ? p_.direttorio_programma()
@@ -162,6 +163,20 @@ void form_collegamento::annota(const std::string& cosa) {
     }
 }
 
+// Only what changed since the last screen noted, from the start of the
+// first line that differs: the terminal's buffer is copied whole each time.
+void form_collegamento::annota_schermo() {
+    if (schermo == schermo_annotato_) return;
+    std::size_t uguali = 0;
+    while (uguali < schermo.size() && uguali < schermo_annotato_.size() &&
+           schermo[uguali] == schermo_annotato_[uguali])
+        ++uguali;
+    const std::size_t riga = schermo.rfind('\n', uguali == 0 ? 0 : uguali - 1);
+    const std::size_t da = uguali == 0 || riga == std::string::npos ? 0 : riga + 1;
+    annota((da == 0 ? "schermo:\n" : "schermo (seguito):\n") + schermo.substr(da));
+    schermo_annotato_ = schermo;
+}
+
 // --- keys and screen ----------------------------------------------------------
 
 void form_collegamento::manda(const std::string& tasti) {
@@ -193,7 +208,6 @@ int form_collegamento::risposta(const std::string& testo, const std::string& att
     if (ritardo) attesa(*ritardo);
     annota("attesa di \"" + atteso + "\"");
     data_ora inizio = p_.adesso();
-    std::string ultimo;
     for (;;) {
         attesa(1);
         // Past limite_risposta the answer counts as late; only past
@@ -213,8 +227,7 @@ int form_collegamento::risposta(const std::string& testo, const std::string& att
             inizio = p_.adesso();
         }
         leggi_schermo();
-        if (schermo != ultimo) annota("schermo:\n" + schermo);
-        ultimo = schermo;
+        annota_schermo();
         auto esito = [&](int r) {
             annota("fine attesa: " + std::to_string(r));
             return r;
