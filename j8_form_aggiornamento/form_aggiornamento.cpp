@@ -10,6 +10,7 @@
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "motore_tabelle/motore_tabelle.hpp"
+#include "piattaforma/tasti.hpp"
 
 namespace j8 {
 
@@ -767,15 +768,17 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
         attendi(1);
         p_.attiva_task(task);
         attendi(1);
+        // Keys only into the extractor's windows: a window of another
+        // program in front, or the extractor gone, stops the run instead.
         p_.attiva_task(task);
-        p_.manda_tasti(senza_barra(direttorio_lavoro));
+        p_.manda_tasti_a(task, tasti_letterali(senza_barra(direttorio_lavoro)));
         attendi(1);
-        manda_tasto(p_, "{enter}", "WinZip Self-Extractor", 0, "unzipped successfully");
+        manda_tasto(p_, "{enter}", "WinZip Self-Extractor", 0, "unzipped successfully", task);
         attendi(1);
-        p_.manda_tasti("{enter}");
+        p_.manda_tasti_a(task, "{enter}");
         attendi(1);
         p_.attiva_task(task);
-        p_.manda_tasti("{enter}");
+        p_.manda_tasti_a(task, "{enter}");
         attendi(1);
 
         const std::vector<std::string> trovati = p_.elenca_file(senza_barra(direttorio_lavoro), "*.*");

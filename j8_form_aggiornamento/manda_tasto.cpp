@@ -15,13 +15,16 @@ constexpr double passo_attesa = 0.05;
 }  // namespace
 
 bool manda_tasto(piattaforma& p, const std::string& testo, const std::string& ritorno_atteso,
-                 double ritardo_massimo, const std::string& ritorno_figlio) {
+                 double ritardo_massimo, const std::string& ritorno_figlio, std::uint32_t id_task) {
     const data_ora inizio = p.adesso();
     for (int passo = 0; passo < 20; ++passo) {
         p.esegui_eventi();
         attendi_secondi(p, 0.1);
     }
-    p.manda_tasti(testo);
+    if (id_task)
+        p.manda_tasti_a(id_task, testo);
+    else
+        p.manda_tasti(testo);
     const bool solo_titolo = ritorno_figlio.empty() || ritorno_figlio == "X";
     for (;;) {
         enumera_finestre(p);

@@ -36,6 +36,17 @@ inline constexpr const char* msg_deposito_non_valido = "Il direttorio di deposit
 inline constexpr const char* msg_utente_password = "Utente e Password devono essere inizializzati";
 inline constexpr const char* msg_manca_portante = "Manca la portante";
 inline constexpr const char* titolo_messaggi = "j8_bbs";
+inline constexpr const char* msg_terminale_perso =
+    "Il programma terminale non risponde o \xE8 stato chiuso: collegamento interrotto.";
+inline constexpr const char* msg_password_rifiutata =
+    "Il BBS ha rifiutato la password: collegamento interrotto.";
+// Followed by the awaited prompt, in double quotes.
+inline constexpr const char* msg_nessuna_risposta =
+    "Il BBS non ha risposto in tempo: collegamento interrotto. Si attendeva ";
+inline constexpr const char* msg_trascrizione = "Trascrizione della sessione: ";
+// Transcripts of the sessions, in this folder beside the settings file.
+inline constexpr const char* cartella_trascrizioni = "log";
+inline constexpr int trascrizioni_tenute = 30;
 
 // What a text shows in place of the password: always the same length, so
 // not even the password's length is told.
@@ -105,6 +116,10 @@ public:
     bool zmodem_finito = false;
     fine_sessione esito = fine_sessione::in_corso;
     bool in_ritardo = false;  // the last prompt wait went past limite_risposta
+    // A prompt not seen within this many seconds ends the session (a
+    // running transfer window holds the count).
+    double limite_prompt = 300;
+    std::string percorso_trascrizione;  // this session's transcript, "" if none
 
     // Events.
     // False: the settings file could not be read, a message said so and
@@ -123,12 +138,18 @@ public:
                  std::optional<double> ritardo = std::nullopt, bool trasferimento = false,
                  const std::optional<std::string>& atteso_fine = std::nullopt);
     bool gestione_zmodem();
-    void manca_portante();
+    // Closes the terminal and shows `motivo` (with the transcript's path).
+    void manca_portante(const std::string& motivo = msg_manca_portante);
 
     // Places one setting of "j8_bbs_config.txt" (key already lower-case).
     void imposta(const std::string& chiave, const std::string& valore);
 
 private:
+    void manda(const std::string& tasti);  // into the terminal only
+    void annota(const std::string& cosa);  // one transcript line
+    void annota_schermo();
+    void apri_trascrizione();
+    void mostra_fine(const std::string& motivo);
     void attiva_terminale();
     void leggi_schermo();
     void impostazioni_ricezione();
@@ -139,6 +160,8 @@ private:
 
     piattaforma& p_;
     collegamento_aggiornamento& aggiornamento_;
+    std::string trascrizione_;  // the transcript so far
+    std::string schermo_annotato_;  // the last screen written to it
 };
 
 }  // namespace j8

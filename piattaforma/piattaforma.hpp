@@ -13,6 +13,7 @@
 //    callers that must ignore a failure catch it.
 
 #include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The window keystrokes are meant for is gone, or cannot be brought in
+// front: nothing more is typed anywhere.
+class errore_destinazione : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 // A program that cannot be started (file not found, not a program).
 class errore_avvio : public std::runtime_error {
 public:
@@ -64,6 +72,17 @@ public:
     // Types `tasti` (standard keystroke notation) into the focused window
     // and returns once they have been processed. Throws errore_tasti.
     virtual void manda_tasti(const std::string& tasti) = 0;
+    // Types `tasti` only into a window of task `id_task`: before each key
+    // that window must be in front and is brought there if it is not; when
+    // that fails for `secondi_destinazione` or the task has ended, throws
+    // errore_destinazione and types nothing more. Throws errore_tasti.
+    virtual void manda_tasti_a(std::uint32_t id_task, const std::string& tasti) {
+        if (!attiva_task(id_task))
+            throw errore_destinazione("La finestra del programma che doveva ricevere i tasti non viene "
+                                      "in primo piano.");
+        manda_tasti(tasti);
+    }
+    static constexpr double secondi_destinazione = 10;
     // Text on the clipboard ("" when there is none).
     virtual std::string leggi_appunti() = 0;
     // Top-level windows and a window's children, in the platform's order.

@@ -269,6 +269,17 @@ void piattaforma_copione::quando_tasti(const std::string& tasti, std::function<v
     reazioni_tasti_.emplace_back(tasti, std::move(azione));
 }
 
+void piattaforma_copione::manda_tasti_a(std::uint32_t id_task, const std::string& tasti) {
+    // As on Windows: a window of the task already in front (its message
+    // box, say) keeps the keys; otherwise the task's window is activated.
+    for (const auto& f : finestre_)
+        if (f.handle == attiva_ && f.task == id_task && id_task != 0) return manda_tasti(tasti);
+    if (!attiva_task(id_task))
+        throw errore_destinazione("La finestra del programma che doveva ricevere i tasti non viene "
+                                  "in primo piano.");
+    manda_tasti(tasti);
+}
+
 void piattaforma_copione::manda_tasti(const std::string& tasti) {
     analizza_tasti(tasti);  // a bad string is refused before anything is typed
     std::string titolo;

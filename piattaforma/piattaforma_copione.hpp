@@ -135,6 +135,7 @@ public:
     bool attiva_task(std::uint32_t id_task) override;
     bool attiva_titolo(const std::string& titolo) override;
     void manda_tasti(const std::string& tasti) override;
+    void manda_tasti_a(std::uint32_t id_task, const std::string& tasti) override;
     std::string leggi_appunti() override;
     std::vector<finestra> finestre() override;
     std::vector<finestra> figli(maniglia padre) override;

@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <map>
+#include <string_view>
 
 namespace j8 {
 
@@ -155,6 +156,21 @@ private:
 
 std::vector<evento_tasto> analizza_tasti(const std::string& tasti) {
     return analizzatore(tasti).esegui();
+}
+
+std::string tasti_letterali(const std::string& testo) {
+    std::string r;
+    r.reserve(testo.size() * 3);
+    for (const char c : testo) {
+        if (std::string_view("+^%~(){}[]").find(c) != std::string_view::npos) {
+            r += '{';
+            r += c;
+            r += '}';
+        } else {
+            r += c;
+        }
+    }
+    return r;
 }
 
 }  // namespace j8

@@ -38,4 +38,9 @@ struct evento_tasto {
 // Throws errore_tasti with an Italian message naming the fault.
 std::vector<evento_tasto> analizza_tasti(const std::string& tasti);
 
+// A text the user wrote (user id, password, telephone, folder), in the
+// notation that types it exactly as written: every character the notation
+// reads as a key or modifier is put in braces.
+std::string tasti_letterali(const std::string& testo);
+
 }  // namespace j8

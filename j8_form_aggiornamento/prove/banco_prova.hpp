@@ -136,7 +136,7 @@ protected:
             p.aggiungi_figlio(estrattore_, std::to_string(contenuti.at(pacchetto_aperto_).size()) +
                                                " file(s) unzipped successfully");
             // The success message box takes the focus; Enter closes it.
-            messaggio_ = p.apri_finestra("WinZip Self-Extractor", "#32770");
+            messaggio_ = p.apri_finestra("WinZip Self-Extractor", "#32770", task_estrattore_);
             p.aggiungi_figlio(messaggio_, "unzipped successfully");
         } else {
             p.chiudi_finestra(estrattore_);
@@ -144,6 +144,7 @@ protected:
         }
     }
     maniglia messaggio_ = 0;
+    std::uint32_t task_estrattore_ = 0;
 
     void metti_pacchetto(int n, const std::map<std::string, std::string>& file) {
         const std::string nome = nome_pacchetto(n);
@@ -151,6 +152,7 @@ protected:
         contenuti[nome] = file;
         p.registra_programma(direttorio_da_bbs + nome, [this, nome](std::uint32_t task) {
             estrattore_ = p.apri_finestra("WinZip Self-Extractor - " + nome, "#32770", task);
+            task_estrattore_ = task;
             p.aggiungi_figlio(estrattore_, "Unzip to folder:");
             pacchetto_aperto_ = nome;
             cartella_.clear();

@@ -516,6 +516,22 @@ TEST_F(banco_prova, pacchetto_danneggiato_attesa_senza_fine_poi_chiusura) {
     EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(1)));
 }
 
+// The extractor ends before it shows its dialog: the folder is typed
+// nowhere else, the run stops and the tables are put back.
+TEST_F(banco_prova, estrattore_sparito_nessun_tasto_altrove_e_tabelle_rimesse) {
+    ultimo_aggiornamento = "j8000000";
+    metti_pacchetto(0, pacchetto_completo(0));
+    metti_pacchetto(1, pacchetto_completo(1));
+    p.registra_programma(direttorio_da_bbs + nome_pacchetto(1), [](std::uint32_t) {});
+    ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
+    const auto prima = istantanea_tabelle();
+    form.esegui_aggiornamento();
+    ASSERT_EQ(messaggi().size(), 1u);
+    EXPECT_EQ(messaggi()[0].rfind("Aggiornamento interrotto.", 0), 0u) << messaggi()[0];
+    EXPECT_TRUE(istantanea_tabelle() == prima);
+    EXPECT_EQ(p.tasti_mandati().size(), 4u);  // the first package's only
+}
+
 // Tables the run may not write: read-only files whose attributes cannot be
 // changed, or a folder that refuses every write. The run stops at the first
 // refused write, the tables stay as they were (read-only too) and the

@@ -15,7 +15,22 @@ class sessione : public banco_sessione {};
 
 TEST_F(sessione, senza_file_da_inviare_ricezione_prima_del_modem_e_due_pacchetti_scaricati) {
     prepara(scenario_base());
+    // Transcripts of earlier sessions: with this one, the newest 30 stay.
+    const std::string log = copione.direttorio_programma() + "\\log\\";
+    for (int i = 10; i < 45; ++i)
+        copione.crea_file(log + "sessione_200001" + std::to_string(i) + "_000000.txt", "vecchia");
+    copione.crea_file(log + "altro.txt");
     sessione_completa(0);
+    std::vector<std::string> tenute = copione.elenca_file(log, "sessione_*.txt");
+    ASSERT_EQ(tenute.size(), 30u);
+    EXPECT_EQ(copione.elenca_file(log, "altro.txt").size(), 1u);
+    EXPECT_EQ(std::count(tenute.begin(), tenute.end(), "sessione_20000110_000000.txt"), 0);
+    EXPECT_EQ(std::count(tenute.begin(), tenute.end(), "sessione_20000116_000000.txt"), 1);
+    const std::string trascrizione = copione.leggi_file(form->percorso_trascrizione);
+    for (const char* voce : {"tasti: {bs}{bs}{bs}{bs}{bs}cliente{enter}", "tasti: ********{enter}",
+                             "attesa di \"Immetti la password:\"", "fine attesa: 1", "schermo:",
+                             "finestra di trasferimento: Zmodem", "file ricevuto: j8000002.exe"})
+        EXPECT_NE(trascrizione.find(voce), std::string::npos) << voce;
 
     // Path B: the receive folder is set before the modem is touched.
     const int ricezione = p->primo("%tr");
@@ -54,10 +69,19 @@ TEST_F(sessione, senza_file_da_inviare_ricezione_prima_del_modem_e_due_pacchetti
 }
 
 TEST_F(sessione, con_file_da_inviare_modem_prima_della_ricezione_e_file_caricati_in_inglese) {
-    prepara(scenario_base(), true);
+    // User id and password full of notation characters reach the BBS as written.
+    scenario sc = scenario_base();
+    sc.utente = "cli+ente{x}";
+    sc.password = "K+p%9(x)~^{a}";
+    prepara(sc, true);
     copione.scrivi_file("c:\\j8\\A_BBS\\ordine1.txt", "ordine uno");
     copione.scrivi_file("c:\\j8\\A_BBS\\ordine2.txt", "ordine due");
-    sessione_completa(1);
+    std::vector<std::string> righe = impostazioni_standard(1);
+    righe[5] = "userid bbs=" + sc.utente;
+    righe[6] = "password bbs=" + sc.password;
+    carica(righe);
+    form->Command1_Click();
+    form->Timer1_Timer();
 
     // Path A: the modem first, the upload, and only then the receive folder.
     const int modem = p->primo("at{enter}");
@@ -80,6 +104,13 @@ TEST_F(sessione, con_file_da_inviare_modem_prima_della_ricezione_e_file_caricati
     EXPECT_GE(p->primo("%fx"), 0);
     EXPECT_TRUE(copione.esiste_file("c:\\j8\\DA_BBS\\j8000002.exe"));
     EXPECT_EQ(form->esito, fine_sessione::aggiornamento);
+    const std::string trascrizione = copione.leggi_file(form->percorso_trascrizione);
+    EXPECT_NE(trascrizione.find("file da inviare: ordine2.txt"), std::string::npos);
+    // Nor its length, which the BBS's echo of asterisks would tell.
+    for (const std::string& parte : {sc.password, tasti_letterali(sc.password), std::string("9(x)"),
+                                    std::string(sc.password.size(), '*')})
+        EXPECT_EQ(trascrizione.find(parte), std::string::npos);
+    EXPECT_NE(trascrizione.find("\\*.*{tab}"), std::string::npos);
 }
 
 TEST_F(sessione, linea_occupata_finisce_con_manca_la_portante_senza_richiamare) {
@@ -87,7 +118,9 @@ TEST_F(sessione, linea_occupata_finisce_con_manca_la_portante_senza_richiamare) 
     s.stato_linea = linea::occupata;
     prepara(s);
     sessione_completa(0);
-    EXPECT_THAT(p->messaggi, ElementsAre(msg_manca_portante));
+    ASSERT_EQ(p->messaggi.size(), 1u);
+    EXPECT_EQ(p->messaggi[0], std::string(msg_manca_portante) + "\r\n\r\n" + msg_trascrizione +
+                                  form->percorso_trascrizione);
     EXPECT_EQ(form->esito, fine_sessione::manca_portante);
     EXPECT_EQ(p->quanti("atdt0612345678{enter}"), 1);
     // The terminal is quit through its file menu and the quit confirmed.
@@ -99,18 +132,69 @@ TEST_F(sessione, linea_occupata_finisce_con_manca_la_portante_senza_richiamare) 
     EXPECT_FALSE(copione.esiste_file("c:\\j8\\DA_BBS\\j8000001.exe"));
 }
 
-TEST_F(sessione, portante_persa_a_ogni_passo_ferma_la_sessione) {
-    for (const std::string& passo : passi_bbs()) {
-        SCOPED_TRACE(passo);
+// Every way a session can stop early: the message names the cause and the
+// transcript, the terminal is closed when it can still be reached, nothing
+// goes on to the update, and the password is nowhere to be read.
+TEST_F(sessione, ogni_interruzione_chiude_il_terminale_e_lo_dice) {
+    struct caso {
+        const char* passo;  // where the carrier drops ("" none)
+        bool con_file;
+        const char* messaggio;
+        std::function<void()> guasto;  // besides the scenario
+    };
+    const std::string segreta = "Segr+eta(77)";
+    const std::vector<caso> casi = {
+        {"accesso", false, msg_manca_portante, nullptr},
+        {"password", false, msg_manca_portante, nullptr},
+        {"menu", true, msg_manca_portante, nullptr},
+        {"carico", true, msg_manca_portante, nullptr},
+        {"posta", false, msg_manca_portante, nullptr},
+        {"lettura", false, msg_manca_portante, nullptr},
+        {"messaggio", false, msg_manca_portante, nullptr},
+        {"scarico", false, msg_manca_portante, nullptr},
+        {"uscita", true, msg_manca_portante, nullptr},
+        {"", false, msg_password_rifiutata, nullptr},
+        {"", false, msg_terminale_perso,
+         [this] { copione.dopo(40, [this] { terminale->chiuso = true; }); }},
+        {"", false, "Il BBS non ha risposto in tempo: collegamento interrotto. Si attendeva \"at\r\nOK\".",
+         [this] { p->schermo_copione = [](double) { return std::string("at"); }; }},
+    };
+    for (const caso& c : casi) {
+        SCOPED_TRACE(std::string(c.passo) + " " + c.messaggio);
         scenario s = scenario_base();
-        s.portante_persa = passo;
+        s.portante_persa = c.passo;
+        s.password = c.messaggio == msg_password_rifiutata ? "altra" : segreta;
         prepara(s);
-        copione.scrivi_file("c:\\j8\\A_BBS\\ordine.txt", "ordine");  // the upload is a step too
+        if (c.con_file) copione.scrivi_file("c:\\j8\\A_BBS\\ordine1.txt", "ordine uno");
+        if (c.guasto) c.guasto();
+        std::size_t tasti_alla_chiusura = 0;
+        copione.dopo(40.001, [&] { tasti_alla_chiusura = p->tasti.size(); });
         aggiornamento.chiamate.clear();
-        sessione_completa(0);
-        EXPECT_THAT(p->messaggi, ElementsAre(msg_manca_portante));
+        std::vector<std::string> righe = impostazioni_standard(0);
+        righe[6] = "password bbs=" + segreta;
+        carica(righe);
+        form->Command1_Click();
+        form->Timer1_Timer();
+
+        ASSERT_EQ(p->messaggi.size(), 1u);
+        EXPECT_EQ(p->messaggi[0], std::string(c.messaggio) + "\r\n\r\n" + msg_trascrizione +
+                                      form->percorso_trascrizione);
         EXPECT_EQ(form->esito, fine_sessione::manca_portante);
         EXPECT_THAT(aggiornamento.chiamate, ElementsAre("carica_nascosto"));
+        EXPECT_TRUE(terminale->chiuso);
+        if (c.messaggio == msg_terminale_perso) {
+            EXPECT_EQ(p->tasti.size(), tasti_alla_chiusura);  // nothing typed once it went
+        } else {
+            EXPECT_EQ(p->tasti.back(), "S");
+        }
+        const std::string trascrizione = copione.leggi_file(form->percorso_trascrizione);
+        EXPECT_NE(trascrizione.find("sessione interrotta"), std::string::npos);
+        for (const std::string& t : {trascrizione, p->messaggi[0]})
+            for (const char* parte : {"Segr", "+eta", "(77)", "{(}77{)}"})
+                EXPECT_EQ(t.find(parte), std::string::npos) << parte;
+        if (p->primo(tasti_letterali(segreta) + "{enter}") >= 0) {
+            EXPECT_NE(trascrizione.find("tasti: ********{enter}"), std::string::npos);
+        }
     }
 }
 

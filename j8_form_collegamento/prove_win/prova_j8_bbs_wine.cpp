@@ -10,6 +10,9 @@
 #include <fstream>
 #include <map>
 #include <sstream>
+#include <atomic>
+#include <mutex>
+#include <thread>
 
 #include "j8_form_aggiornamento/prove/dati_prova.hpp"
 #include "j8_form_collegamento/regia/regia.hpp"
@@ -25,6 +28,85 @@ using namespace j8::wine;
 namespace {
 
 std::string con_barra(const fs::path& p) { return p.string() + "\\"; }
+
+// Caps Lock turned on for the whole display while it lives.
+class blocco_maiuscole {
+public:
+    blocco_maiuscole() : premuto_(!attivo()) {
+        if (premuto_) premi();
+    }
+    ~blocco_maiuscole() {
+        if (premuto_) premi();
+    }
+    static bool attivo() {
+        MSG m;
+        PeekMessageW(&m, nullptr, 0, 0, PM_NOREMOVE);  // brings the key state up to date
+        return GetKeyState(VK_CAPITAL) & 1;
+    }
+
+private:
+    static void premi() {
+        INPUT i[2] = {};
+        i[0].type = i[1].type = INPUT_KEYBOARD;
+        i[0].ki.wVk = i[1].ki.wVk = VK_CAPITAL;
+        i[1].ki.dwFlags = KEYEVENTF_KEYUP;
+        SendInput(2, i, sizeof(INPUT));
+        Sleep(200);
+    }
+
+    bool premuto_;
+};
+
+// Another program's window that comes in front after `secondi` and notes
+// whatever is typed into it.
+class finestra_estranea {
+public:
+    explicit finestra_estranea(int secondi) : filo_([this, secondi] { esegui(secondi); }) {}
+    ~finestra_estranea() {
+        fine_ = true;
+        filo_.join();
+    }
+    bool stata_davanti() const { return davanti_; }
+    std::string testo() const {
+        std::lock_guard<std::mutex> l(m_);
+        return testo_;
+    }
+
+private:
+    void esegui(int secondi) {
+        HWND h = CreateWindowExW(0, L"EDIT", L"", WS_OVERLAPPEDWINDOW | ES_MULTILINE, 50, 50, 300, 120,
+                                 nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+        const ULONGLONG inizio = GetTickCount64();
+        bool mostrata = false;
+        while (!fine_) {
+            MSG msg;
+            while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
+                TranslateMessage(&msg);
+                DispatchMessageW(&msg);
+            }
+            if (!mostrata && GetTickCount64() - inizio > ULONGLONG(secondi) * 1000) {
+                mostrata = true;
+                ShowWindow(h, SW_SHOW);
+                SetForegroundWindow(h);
+                SetFocus(h);
+            }
+            if (mostrata && GetForegroundWindow() == h) davanti_ = true;
+            char buf[4096] = {};
+            GetWindowTextA(h, buf, sizeof buf);
+            {
+                std::lock_guard<std::mutex> l(m_);
+                testo_ = buf;
+            }
+            Sleep(20);
+        }
+        DestroyWindow(h);
+    }
+
+    std::atomic<bool> fine_{false}, davanti_{false};
+    mutable std::mutex m_;
+    std::string testo_;
+    std::thread filo_;
+};
 
 void banca_dati(const fs::path& d) {
     std::vector<std::string> farmaci;
@@ -67,7 +149,8 @@ protected:
     fs::path radice;
     fs::path programma, tabelle, atteso, deposito, origine, archivio, file_bbs, carico_bbs;
 
-    void prepara(const std::string& nome, bool inglese, bool file_da_inviare, const std::string& linea) {
+    void prepara(const std::string& nome, bool inglese, bool file_da_inviare, const std::string& linea,
+                 const std::string& password = "zeta", const std::string& altro_scenario = "") {
         radice = fs::path("c:\\j8_prova_collegamento") / nome;
         std::error_code ec;
         fs::remove_all(radice, ec);
@@ -121,7 +204,7 @@ protected:
         fs::create_directories(terminale.parent_path());
         fs::copy_file(bin / "terminale_prova.exe", terminale);
         scrivi(terminale.parent_path() / "terminale_prova.txt",
-               "utente = cliente\r\npassword = zeta\r\nlinea = " + linea +
+               "utente = cliente\r\npassword = " + password + "\r\nlinea = " + linea + "\r\n" + altro_scenario +
                    "\r\nlingua = " + (inglese ? "inglese" : "italiano") +
                    "\r\ndirettorio_file = " + file_bbs.string() +
                    "\r\ndirettorio_carico = " + carico_bbs.string() +
@@ -136,7 +219,7 @@ protected:
                                              "direttorio da bbs=" + con_barra(deposito),
                                              "direttorio archivio aggiornamenti=" + con_barra(archivio),
                                              "telefono bbs=0612345678", "userid bbs=cliente",
-                                             "password bbs=zeta", std::string("lingua bbs=") + (inglese ? "1" : "0"),
+                                             "password bbs=" + password, std::string("lingua bbs=") + (inglese ? "1" : "0"),
                                              "direttorio hyperterminal=" + terminale.string()},
                                             4321.0f));
         scrivi(programma / "j8_config.txt",
@@ -185,6 +268,7 @@ protected:
 
     void verifica_aggiornamento_completo(const regia::esito_regia& esito) {
         EXPECT_TRUE(esito.terminato);
+        EXPECT_EQ(esito.codice_uscita, 0u);
         EXPECT_TRUE(esito.messaggi.empty()) << esito.messaggi.front();
         EXPECT_EQ(esito.stato_finale, "AGGIORNAMENTO COMPLETATO");
         EXPECT_EQ(esito.foto.size(), 2u);
@@ -202,10 +286,18 @@ protected:
     }
 };
 
+// Caps Lock on, a password full of notation characters, and another
+// program's window put in front in the middle of the session: the BBS gets
+// exactly what was written and the other window gets nothing.
 TEST_F(j8_bbs_wine, menu_italiani_con_file_da_inviare) {
-    prepara("italiano", false, true, "libera");
+    prepara("italiano", false, true, "libera", "K+p%9(x)~^{a}");
+    blocco_maiuscole blocco;
+    ASSERT_TRUE(blocco.attivo());
+    finestra_estranea estranea(25);
     const auto esito = avvia("italiano");
     verifica_aggiornamento_completo(esito);
+    EXPECT_TRUE(estranea.stata_davanti());
+    EXPECT_EQ(estranea.testo(), "");
     EXPECT_EQ(leggi(carico_bbs / "ordine_001.txt"), "ordine 1\r\n");
     EXPECT_EQ(leggi(carico_bbs / "ordine_002.txt"), "ordine 2\r\n");
 }
@@ -222,8 +314,10 @@ TEST_F(j8_bbs_wine, linea_occupata_manca_la_portante_e_nulla_cambia) {
     const auto prima = contenuto(tabelle);
     const auto esito = avvia("occupata");
     EXPECT_TRUE(esito.terminato);
+    EXPECT_NE(esito.codice_uscita, 0u);
     ASSERT_EQ(esito.messaggi.size(), 1u);
-    EXPECT_EQ(esito.messaggi[0], "Manca la portante");
+    EXPECT_EQ(esito.messaggi[0].rfind("Manca la portante\r\n\r\nTrascrizione della sessione: ", 0), 0u)
+        << esito.messaggi[0];
     EXPECT_TRUE(esito.stato_finale.empty());
     EXPECT_EQ(contenuto(tabelle), prima);
     EXPECT_EQ(ultimo_pacchetto(), "j8000000");
@@ -231,8 +325,41 @@ TEST_F(j8_bbs_wine, linea_occupata_manca_la_portante_e_nulla_cambia) {
     EXPECT_TRUE(fs::is_empty(archivio));
 }
 
-// A password the BBS refuses: the main menu never shows and the session
-// waits for it without end. Closing the form must still end the program.
+// The carrier lost at the logout, and the terminal program killed in the
+// middle: a clear message, the terminal gone, nothing applied.
+TEST_F(j8_bbs_wine, portante_persa_all_uscita_e_terminale_chiuso_a_meta) {
+    for (const bool uccidi : {false, true}) {
+        SCOPED_TRACE(uccidi ? "terminale chiuso" : "uscita");
+        const std::string nome = uccidi ? "ucciso" : "uscita";
+        prepara(nome, false, false, "libera", "zeta", uccidi ? "" : "portante_persa = uscita\r\n");
+        const auto prima = contenuto(tabelle);
+        std::thread killer;
+        if (uccidi)
+            killer = std::thread([] {
+                Sleep(30000);
+                for (HWND t : finestre_di_classe("terminale_prova")) chiudi_processo_di(t);
+            });
+        const auto esito = avvia(nome);
+        if (killer.joinable()) killer.join();
+        EXPECT_TRUE(esito.terminato);
+        EXPECT_NE(esito.codice_uscita, 0u);
+        ASSERT_EQ(esito.messaggi.size(), 1u);
+        const std::string atteso = uccidi ? "Il programma terminale non risponde o \xE8 stato chiuso" : "Manca la portante";
+        EXPECT_EQ(esito.messaggi[0].rfind(atteso, 0), 0u) << esito.messaggi[0];
+        EXPECT_NE(esito.messaggi[0].find("\\log\\sessione_"), std::string::npos);
+        EXPECT_TRUE(entro(10, [] { return finestre_di_classe("terminale_prova").empty(); }));
+        EXPECT_EQ(contenuto(tabelle), prima);
+        EXPECT_EQ(ultimo_pacchetto(), "j8000000");
+        // The transcript is there, the password not in it.
+        std::string trascrizione;
+        for (const auto& f : fs::directory_iterator(programma / "log")) trascrizione += leggi(f.path());
+        EXPECT_NE(trascrizione.find("tasti: ********{enter}"), std::string::npos);
+        EXPECT_EQ(trascrizione.find("zeta"), std::string::npos);
+    }
+}
+
+// A user id the BBS does not know: the password prompt never shows and the
+// session waits for it. Closing the form must still end the program.
 TEST_F(j8_bbs_wine, chiudere_il_form_durante_un_attesa_senza_fine_termina_il_programma) {
     prepara("chiusura", false, false, "libera");
     const fs::path config = programma / "j8_bbs_config.txt";
@@ -240,7 +367,7 @@ TEST_F(j8_bbs_wine, chiudere_il_form_durante_un_attesa_senza_fine_termina_il_pro
                                         {"aggiornamento=j8000000", "direttorio a bbs=" + origine.string(),
                                          "direttorio da bbs=" + con_barra(deposito),
                                          "direttorio archivio aggiornamenti=" + con_barra(archivio),
-                                         "telefono bbs=0612345678", "userid bbs=cliente", "password bbs=sbagliata",
+                                         "telefono bbs=0612345678", "userid bbs=sconosciuto", "password bbs=zeta",
                                          "lingua bbs=0",
                                          "direttorio hyperterminal=" +
                                              (radice / "hyper" / "terminale_prova.exe").string()},

@@ -107,6 +107,9 @@ esito_regia segui_j8_bbs(const std::wstring& programma, const std::wstring& argo
     while (GetTickCount() - inizio < DWORD(secondi_massimi) * 1000) {
         if (WaitForSingleObject(pi.hProcess, 250) == WAIT_OBJECT_0) {
             esito.terminato = true;
+            DWORD codice = 99;
+            GetExitCodeProcess(pi.hProcess, &codice);
+            esito.codice_uscita = codice;
             break;
         }
         HWND collegamento = nullptr, aggiornamento = nullptr, dialogo = nullptr;

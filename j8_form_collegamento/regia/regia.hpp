@@ -13,6 +13,7 @@ namespace j8::regia {
 
 struct esito_regia {
     bool terminato = false;         // j8_bbs.exe ended within the time allowed
+    unsigned long codice_uscita = 99;  // its exit status once ended
     std::vector<std::string> messaggi;  // texts of the message boxes answered
     std::string stato_finale;       // status line of the update form at the end
     std::vector<std::string> foto;  // pictures saved

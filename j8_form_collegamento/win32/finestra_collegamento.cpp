@@ -242,7 +242,7 @@ void finestra_collegamento::evento(F&& f) {
     scrivi_controlli();
     applica_timer();
     occupato_ = false;
-    if (form_.esito == fine_sessione::manca_portante) termina_programma(0);
+    if (form_.esito == fine_sessione::manca_portante) termina_programma(2);  // job not done
 }
 
 void finestra_collegamento::premi_avvia() const {

@@ -70,6 +70,12 @@ TEST(analizza_tasti, caratteri_speciali_tra_graffe_sono_letterali) {
     EXPECT_EQ(analizza_tasti("{+}{%}{^}{~}{(}{)}{{}{}}"),
               (lista{car('+'), car('%'), car('^'), car('~'), car('('), car(')'), car('{'),
                      car('}')}));
+    // A user's text comes back character for character, whatever it holds.
+    for (const std::string testo : {"K+p%9(x)~^{a}", "}{)(", "a[b]c", "c:\\x y\xe8", ""}) {
+        lista attesi;
+        for (char c : testo) attesi.push_back(car(c));
+        EXPECT_EQ(analizza_tasti(tasti_letterali(testo)), attesi) << testo;
+    }
 }
 
 TEST(analizza_tasti, stringhe_della_sessione_e_della_estrazione) {

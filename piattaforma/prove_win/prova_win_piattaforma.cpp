@@ -67,6 +67,25 @@ TEST_F(finestra_vera, scrive_seleziona_copia_dal_menu_e_legge_gli_appunti) {
     p.manda_tasti("^{end}+^{left}");
     p.manda_tasti("%m{enter}");
     EXPECT_EQ(p.leggi_appunti(), "RIGA");
+    // Keys that copy nothing: the older copy is not read as new.
+    p.manda_tasti("{end}");
+    EXPECT_EQ(p.leggi_appunti(), "");
+
+    // A window of another program in front: keys sent to the task bring
+    // the task's window back first and the other window gets nothing.
+    HWND straniera = CreateWindowExW(0, L"EDIT", L"straniera", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 10, 10,
+                                     200, 80, nullptr, nullptr, GetModuleHandleW(nullptr), nullptr);
+    SetForegroundWindow(straniera);
+    SetFocus(straniera);
+    ASSERT_TRUE(entro(5, [&] { return GetForegroundWindow() == straniera; }));
+    p.manda_tasti_a(task, "{end}+ok");
+    ASSERT_TRUE(entro(5, [&] { return testo_dell_edit() == atteso + "Ok"; })) << testo_dell_edit();
+    MSG m;
+    while (PeekMessageW(&m, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&m);
+    wchar_t rimasto[64] = {};
+    GetWindowTextW(straniera, rimasto, 64);
+    EXPECT_EQ(std::wstring(rimasto), L"straniera");
+    DestroyWindow(straniera);
 }
 
 TEST_F(finestra_vera, trova_finestre_e_figli_e_chiude_dal_menu) {
@@ -96,6 +115,8 @@ TEST_F(finestra_vera, trova_finestre_e_figli_e_chiude_dal_menu) {
         CloseHandle(processo);
     }
     EXPECT_FALSE(p.attiva_task(task));
+    // Its program ended: keys for it are refused, not typed elsewhere.
+    EXPECT_THROW(p.manda_tasti_a(task, "abc"), errore_destinazione);
 }
 
 TEST(piattaforma_win32_tasti, tastiera_italiana_chiede_altgr_per_chiocciola_e_quadre) {

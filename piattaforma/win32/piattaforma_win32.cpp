@@ -93,9 +93,11 @@ bool porta_in_primo_piano(HWND h) {
 }
 
 // Waits until the program owning the foreground window has dealt with
-// its pending input.
+// its pending input: it is idle waiting for input, and its window's thread
+// has answered message round trips. Each answered round trip means the
+// thread came back to its message loop once more, so after a few of them
+// the keys queued ahead are handled, however slow the machine.
 void attendi_elaborazione() {
-    Sleep(15);
     const HWND davanti = GetForegroundWindow();
     if (!davanti) return;
     DWORD pid = 0;
@@ -117,9 +119,10 @@ void attendi_elaborazione() {
         WaitForInputIdle(processo, 5000);
         CloseHandle(processo);
     }
-    DWORD_PTR r = 0;
-    SendMessageTimeoutW(davanti, WM_NULL, 0, 0, SMTO_ABORTIFHUNG, 2000, &r);
-    Sleep(25);
+    for (int giro = 0; giro < 4; ++giro) {
+        DWORD_PTR r = 0;
+        if (!SendMessageTimeoutW(davanti, WM_NULL, 0, 0, SMTO_ABORTIFHUNG, 5000, &r)) break;
+    }
 }
 
 bool tasto_esteso(WORD v) {
@@ -150,21 +153,27 @@ INPUT unicode(wchar_t c, bool su) {
     return i;
 }
 
-// One event as key presses: modifiers down, the key, modifiers up.
+// One event as key presses. A character goes as Unicode input, so Caps
+// Lock, a held Shift or the keyboard layout cannot change it; only a
+// character held with Ctrl or Alt (a menu or a shortcut) goes as the key
+// of the layout that bears it, and a named key as its virtual key.
 std::vector<INPUT> pressioni(const evento_tasto& e) {
     std::vector<INPUT> r;
-    bool maiuscolo = e.maiuscolo;
     WORD v = e.virtuale;
     wchar_t carattere = 0;
+    bool maiuscolo = e.maiuscolo;
     if (!v) {
         const std::wstring w = da_1252(std::string(1, e.carattere));
         carattere = w.empty() ? L'?' : w[0];
-        const SHORT scan = VkKeyScanW(carattere);
-        // Letters and digits of the layout go as keys, so that Alt+letter
-        // reaches menus; what needs AltGr or has no key goes as a character.
-        if (scan != -1 && !(HIBYTE(scan) & 6)) {
-            v = LOBYTE(scan);
-            maiuscolo = maiuscolo || (HIBYTE(scan) & 1);
+        if (e.controllo || e.alt) {
+            const SHORT scan = VkKeyScanW(carattere);
+            if (scan != -1 && !(HIBYTE(scan) & 6)) {
+                v = LOBYTE(scan);
+                maiuscolo = maiuscolo || (HIBYTE(scan) & 1);
+            }
+        } else if (maiuscolo) {
+            carattere = static_cast<wchar_t>(reinterpret_cast<std::uintptr_t>(
+                CharUpperW(reinterpret_cast<LPWSTR>(static_cast<std::uintptr_t>(carattere)))));
         }
     }
     std::vector<WORD> mod;
@@ -294,6 +303,57 @@ bool piattaforma_win32::attiva_titolo(const std::string& titolo) {
     return false;
 }
 
+namespace {
+
+bool task_finito(DWORD id_task) {
+    HANDLE processo = OpenProcess(SYNCHRONIZE, FALSE, id_task);
+    if (!processo) return true;
+    const bool finito = WaitForSingleObject(processo, 0) == WAIT_OBJECT_0;
+    CloseHandle(processo);
+    return finito;
+}
+
+bool davanti_del_task(DWORD id_task) {
+    DWORD pid = 0;
+    const HWND davanti = GetForegroundWindow();
+    if (davanti) GetWindowThreadProcessId(davanti, &pid);
+    return davanti && pid == id_task;
+}
+
+// The task's window in front, or errore_destinazione after `secondi`.
+void assicura_davanti(DWORD id_task, double secondi) {
+    const ULONGLONG fine = GetTickCount64() + ULONGLONG(secondi * 1000);
+    for (;;) {
+        if (task_finito(id_task))
+            throw errore_destinazione("Il programma che doveva ricevere i tasti \xe8 stato chiuso.");
+        if (davanti_del_task(id_task)) return;
+        if (HWND h = finestra_del_task(id_task)) porta_in_primo_piano(h);
+        if (davanti_del_task(id_task)) return;
+        if (GetTickCount64() >= fine)
+            throw errore_destinazione("La finestra del programma che doveva ricevere i tasti non viene "
+                                      "in primo piano.");
+        Sleep(100);
+    }
+}
+
+}  // namespace
+
+void piattaforma_win32::manda_tasti_a(std::uint32_t id_task, const std::string& tasti) {
+    const std::vector<evento_tasto> eventi = analizza_tasti(tasti);
+    appunti_prima_dei_tasti_ = GetClipboardSequenceNumber();
+    for (const evento_tasto& e : eventi) {
+        // Checked before every key: a window that came in front meanwhile
+        // must not get the rest (a password least of all).
+        assicura_davanti(id_task, secondi_destinazione);
+        std::vector<INPUT> p = pressioni(e);
+        SendInput(static_cast<UINT>(p.size()), p.data(), sizeof(INPUT));
+        if (e.alt || e.controllo || e.virtuale == VK_RETURN || e.virtuale == VK_ESCAPE)
+            attendi_elaborazione();
+    }
+    attendi_elaborazione();
+    tasti_mandati_alle_ = GetTickCount64();
+}
+
 void piattaforma_win32::manda_tasti(const std::string& tasti) {
     const std::vector<evento_tasto> eventi = analizza_tasti(tasti);
     appunti_prima_dei_tasti_ = GetClipboardSequenceNumber();
@@ -311,32 +371,36 @@ void piattaforma_win32::manda_tasti(const std::string& tasti) {
 }
 
 std::string piattaforma_win32::leggi_appunti() {
-    // A copy just asked for by keys lands asynchronously: give it a moment.
-    if (GetTickCount64() - tasti_mandati_alle_ < 2000) {
-        for (int i = 0; i < 40 && GetClipboardSequenceNumber() == appunti_prima_dei_tasti_; ++i)
-            Sleep(25);
-    }
-    for (int tentativo = 0; tentativo < 40; ++tentativo) {
-        if (!OpenClipboard(nullptr)) {
-            Sleep(25);
-            continue;
+    // After keys, only a copy they made counts: an older clipboard is not
+    // the screen. The copy lands asynchronously, so it gets a while.
+    if (tasti_mandati_alle_) {
+        tasti_mandati_alle_ = 0;
+        const ULONGLONG fine = GetTickCount64() + 3000;
+        while (GetClipboardSequenceNumber() == appunti_prima_dei_tasti_) {
+            if (GetTickCount64() >= fine) return "";
+            Sleep(20);
         }
-        std::string testo;
-        if (HANDLE d = GetClipboardData(CF_UNICODETEXT)) {
-            if (auto* w = static_cast<const wchar_t*>(GlobalLock(d))) {
-                testo = a_1252(w);
-                GlobalUnlock(d);
-            }
-        } else if (HANDLE a = GetClipboardData(CF_TEXT)) {
-            if (auto* s = static_cast<const char*>(GlobalLock(a))) {
-                testo = s;
-                GlobalUnlock(a);
-            }
-        }
-        CloseClipboard();
-        return testo;
     }
-    return "";
+    // Another program may hold the clipboard open for a moment.
+    const ULONGLONG fine = GetTickCount64() + 5000;
+    while (!OpenClipboard(nullptr)) {
+        if (GetTickCount64() >= fine) return "";
+        Sleep(25);
+    }
+    std::string testo;
+    if (HANDLE d = GetClipboardData(CF_UNICODETEXT)) {
+        if (auto* w = static_cast<const wchar_t*>(GlobalLock(d))) {
+            testo = a_1252(w);
+            GlobalUnlock(d);
+        }
+    } else if (HANDLE a = GetClipboardData(CF_TEXT)) {
+        if (auto* s = static_cast<const char*>(GlobalLock(a))) {
+            testo = s;
+            GlobalUnlock(a);
+        }
+    }
+    CloseClipboard();
+    return testo;
 }
 
 std::vector<finestra> piattaforma_win32::finestre() {

@@ -16,6 +16,7 @@ public:
     bool attiva_task(std::uint32_t id_task) override;
     bool attiva_titolo(const std::string& titolo) override;
     void manda_tasti(const std::string& tasti) override;
+    void manda_tasti_a(std::uint32_t id_task, const std::string& tasti) override;
     std::string leggi_appunti() override;
     std::vector<finestra> finestre() override;
     std::vector<finestra> figli(maniglia padre) override;
@@ -54,7 +55,7 @@ public:
 private:
     std::map<std::string, void*> tenuti_;  // lower-case path, handle
     unsigned long appunti_prima_dei_tasti_ = 0;  // clipboard sequence number
-    unsigned long long tasti_mandati_alle_ = 0;  // GetTickCount64 of the last typing
+    unsigned long long tasti_mandati_alle_ = 0;  // non-zero: keys typed since the last clipboard read
 };
 
 // One j8_bbs at a time: takes the named mutex every start of the program
