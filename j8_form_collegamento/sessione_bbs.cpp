@@ -49,9 +49,6 @@ std::string sostituisci(std::string testo, const std::string& cosa, const std::s
     return testo;
 }
 
-// The password in a transcript: always this, whatever its length.
-const std::string password_nascosta = "********";
-
 // The BBS echoes the password as asterisks: every run of them (but the
 // "*.*" of a file pattern) is written at the fixed length, so that no
 // transcript tells how long the password is.
@@ -65,7 +62,7 @@ std::string asterischi_fissi(const std::string& testo) {
         std::size_t fine = i;
         while (fine < testo.size() && testo[fine] == '*') ++fine;
         const bool modello = (i > 0 && testo[i - 1] == '.') || (fine < testo.size() && testo[fine] == '.');
-        r += modello ? testo.substr(i, fine - i) : password_nascosta;
+        r += modello ? testo.substr(i, fine - i) : std::string(password_nascosta);
         i = fine;
     }
     return r;
@@ -151,7 +148,7 @@ void form_collegamento::annota(const std::string& cosa) {
     std::string riga = cosa;
     // The password never reaches the disk, nor its length.
     riga = sostituisci(riga, tasti_letterali(modello.password), password_nascosta);
-    riga = sostituisci(riga, modello.password, password_nascosta);
+    riga = nascondi_password(riga, modello.password);
     riga = asterischi_fissi(riga);
     // A screen's lines stay apart but inside the entry.
     riga = sostituisci(sostituisci(riga, "\r\n", "\n"), "\n", "\r\n    | ");
