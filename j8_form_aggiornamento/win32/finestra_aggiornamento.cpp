@@ -17,10 +17,22 @@ constexpr int altezza_form = 340;  // client area without the report
 const DWORD stile_form = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX | WS_CLIPCHILDREN;
 constexpr UINT_PTR id_timer1 = 1;
 
+// Sizes are pixels at 96 dpi; the programs declare themselves DPI aware
+// (system), so the form grows with the system's DPI.
+int px(int valore) {
+    static const int dpi = [] {
+        HDC dc = GetDC(nullptr);
+        const int d = GetDeviceCaps(dc, LOGPIXELSY);
+        ReleaseDC(nullptr, dc);
+        return d > 0 ? d : 96;
+    }();
+    return MulDiv(valore, dpi, 96);
+}
+
 COLORREF colore_di(std::uint32_t valore) { return static_cast<COLORREF>(valore); }
 
 void posiziona(HWND h, const etichetta& e) {
-    SetWindowPos(h, nullptr, e.left, e.top, e.width, e.height, SWP_NOZORDER | SWP_NOACTIVATE);
+    SetWindowPos(h, nullptr, px(e.left), px(e.top), px(e.width), px(e.height), SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 void imposta_testo(HWND h, const std::string& testo) {
@@ -71,27 +83,28 @@ void finestra_aggiornamento::crea() {
     wc.lpfnWndProc = procedura;
     wc.hInstance = istanza;
     wc.hCursor = LoadCursorW(nullptr, reinterpret_cast<LPCWSTR>(IDC_ARROW));
+    wc.hIcon = LoadIconW(istanza, MAKEINTRESOURCEW(1));  // the program's own, when it has one
     wc.hbrBackground = reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1);
     wc.lpszClassName = classe_form;
     RegisterClassExW(&wc);  // fails harmlessly when already registered
 
     const auto& m = form.modello;
-    RECT r{0, 0, 480, altezza_form};
+    RECT r{0, 0, px(480), px(altezza_form)};
     AdjustWindowRect(&r, stile_form, FALSE);
     hwnd_ = CreateWindowExW(0, classe_form, testo_finestra(m.caption).c_str(), stile_form, CW_USEDEFAULT,
                             CW_USEDEFAULT, r.right - r.left, r.bottom - r.top, nullptr, nullptr,
                             istanza, this);
 
-    grassetto_ = CreateFontW(-11, 0, 0, 0, FW_BOLD, FALSE, FALSE, FALSE, ANSI_CHARSET, OUT_DEFAULT_PRECIS,
+    grassetto_ = CreateFontW(-px(11), 0, 0, 0, FW_BOLD, FALSE, FALSE, FALSE, ANSI_CHARSET, OUT_DEFAULT_PRECIS,
                              CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_SWISS,
                              L"MS Sans Serif");
-    normale_ = CreateFontW(-11, 0, 0, 0, FW_NORMAL, FALSE, FALSE, FALSE, ANSI_CHARSET, OUT_DEFAULT_PRECIS,
+    normale_ = CreateFontW(-px(11), 0, 0, 0, FW_NORMAL, FALSE, FALSE, FALSE, ANSI_CHARSET, OUT_DEFAULT_PRECIS,
                            CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_SWISS,
                            L"MS Sans Serif");
     auto etichetta_win = [&](int id, const etichetta& e) {
         HWND h = CreateWindowExW(0, L"STATIC", testo_finestra(e.caption).c_str(),
-                                 WS_CHILD | SS_CENTER | (e.visible ? WS_VISIBLE : 0), e.left, e.top,
-                                 e.width, e.height, hwnd_, reinterpret_cast<HMENU>(INT_PTR(id)), istanza,
+                                 WS_CHILD | SS_CENTER | (e.visible ? WS_VISIBLE : 0), px(e.left), px(e.top),
+                                 px(e.width), px(e.height), hwnd_, reinterpret_cast<HMENU>(INT_PTR(id)), istanza,
                                  nullptr);
         SendMessageW(h, WM_SETFONT, reinterpret_cast<WPARAM>(e.grassetto ? grassetto_ : normale_), FALSE);
         return h;
@@ -101,16 +114,16 @@ void finestra_aggiornamento::crea() {
     label2_ = etichetta_win(id_label2, m.Label2);
     label3_ = etichetta_win(id_label3, m.Label3);
     SetWindowLongPtrW(label3_, GWL_STYLE, (GetWindowLongPtrW(label3_, GWL_STYLE) & ~SS_CENTER) | SS_LEFT);
-    barra_ = CreateWindowExW(0, PROGRESS_CLASSW, nullptr, WS_CHILD, 24, 96, 432, 18, hwnd_,
+    barra_ = CreateWindowExW(0, PROGRESS_CLASSW, nullptr, WS_CHILD, px(24), px(96), px(432), px(18), hwnd_,
                              reinterpret_cast<HMENU>(INT_PTR(id_barra)), istanza, nullptr);
     SendMessageW(barra_, PBM_SETRANGE32, 0, 100);
     pulsante_ = CreateWindowExW(0, L"BUTTON", testo_finestra(m.Command1.caption).c_str(),
-                                WS_CHILD | WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON, 160, 292, 160, 30,
+                                WS_CHILD | WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON, px(160), px(292), px(160), px(30),
                                 hwnd_, reinterpret_cast<HMENU>(INT_PTR(id_command1)), istanza, nullptr);
     SendMessageW(pulsante_, WM_SETFONT, reinterpret_cast<WPARAM>(normale_), FALSE);
     text1_ = CreateWindowExW(WS_EX_CLIENTEDGE, L"EDIT", nullptr,
-                             WS_CHILD | WS_VSCROLL | ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL, m.Text1.left,
-                             m.Text1.top, m.Text1.width, m.Text1.height, hwnd_,
+                             WS_CHILD | WS_VSCROLL | ES_MULTILINE | ES_READONLY | ES_AUTOVSCROLL, px(m.Text1.left),
+                             px(m.Text1.top), px(m.Text1.width), px(m.Text1.height), hwnd_,
                              reinterpret_cast<HMENU>(INT_PTR(id_text1)), istanza, nullptr);
     SendMessageW(text1_, WM_SETFONT, reinterpret_cast<WPARAM>(normale_), FALSE);
 }
@@ -174,15 +187,15 @@ void finestra_aggiornamento::ridisegna(const modello_aggiornamento& m) {
     mostra_se(barra_, m.ProgressBar1.visible);
     imposta_testo(pulsante_, m.Command1.caption);
     imposta_testo(text1_, m.Text1.text);
-    SetWindowPos(text1_, nullptr, m.Text1.left, m.Text1.top, m.Text1.width, m.Text1.height,
+    SetWindowPos(text1_, nullptr, px(m.Text1.left), px(m.Text1.top), px(m.Text1.width), px(m.Text1.height),
                  SWP_NOZORDER | SWP_NOACTIVATE);
     mostra_se(text1_, m.Text1.visible);
     // The form grows to show the report below the rest.
     RECT dentro;
     GetClientRect(hwnd_, &dentro);
-    const int altezza = m.Text1.visible ? m.Text1.top + m.Text1.height + 12 : altezza_form;
+    const int altezza = px(m.Text1.visible ? m.Text1.top + m.Text1.height + 12 : altezza_form);
     if (dentro.bottom != altezza) {
-        RECT r{0, 0, 480, altezza};
+        RECT r{0, 0, px(480), altezza};
         AdjustWindowRect(&r, stile_form, FALSE);
         SetWindowPos(hwnd_, nullptr, 0, 0, r.right - r.left, r.bottom - r.top,
                      SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);

@@ -13,6 +13,7 @@
 #include <atomic>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "j8_form_aggiornamento/prove/dati_prova.hpp"
 #include "j8_form_collegamento/regia/regia.hpp"
@@ -20,6 +21,7 @@
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
 #include "motore_tabelle/file_locali.hpp"
 #include "piattaforma/prove_win/aiuti_wine.hpp"
+#include "risorse/versione.h"
 
 namespace fs = std::filesystem;
 using namespace j8;
@@ -418,3 +420,45 @@ TEST_F(j8_bbs_wine, chiudere_il_form_durante_un_attesa_senza_fine_termina_il_pro
 }
 
 }  // namespace
+
+// The shipped programs carry the product's name and version, their own file
+// name, the icon and the manifest (themed controls, DPI awareness).
+TEST(programmi_windows, versione_icona_e_manifesto) {
+    for (const std::wstring nome : {L"j8_bbs.exe", L"j8_tabelle.exe", L"j8_impostazioni.exe"}) {
+        SCOPED_TRACE(fs::path(nome).string());
+        const std::wstring percorso = (cartella_programma() / nome).wstring();
+        DWORD ignorato = 0;
+        const DWORD dimensione = GetFileVersionInfoSizeW(percorso.c_str(), &ignorato);
+        ASSERT_GT(dimensione, 0u);
+        std::vector<char> dati(dimensione);
+        ASSERT_TRUE(GetFileVersionInfoW(percorso.c_str(), 0, dimensione, dati.data()));
+        auto valore = [&](const wchar_t* chiave) {
+            wchar_t* testo = nullptr;
+            UINT lunghezza = 0;
+            const std::wstring via = std::wstring(L"\\StringFileInfo\\041004B0\\") + chiave;
+            if (!VerQueryValueW(dati.data(), via.c_str(), reinterpret_cast<void**>(&testo), &lunghezza))
+                return std::wstring(L"(assente)");
+            return std::wstring(testo, lunghezza ? lunghezza - 1 : 0);
+        };
+        EXPECT_EQ(valore(L"ProductName"), L"j8_bbs");
+        EXPECT_EQ(valore(L"ProductVersion"), L"" J8_VERSIONE_TESTO);
+        EXPECT_EQ(valore(L"OriginalFilename"), nome);
+        VS_FIXEDFILEINFO* fisso = nullptr;
+        UINT lunghezza = 0;
+        ASSERT_TRUE(VerQueryValueW(dati.data(), L"\\", reinterpret_cast<void**>(&fisso), &lunghezza));
+        const WORD attesa[] = {J8_VERSIONE};
+        EXPECT_EQ(fisso->dwProductVersionMS, DWORD(attesa[0]) << 16 | attesa[1]);
+        EXPECT_EQ(fisso->dwProductVersionLS, DWORD(attesa[2]) << 16 | attesa[3]);
+
+        HMODULE modulo = LoadLibraryExW(percorso.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+        ASSERT_NE(modulo, nullptr);
+        EXPECT_NE(FindResourceW(modulo, MAKEINTRESOURCEW(1), RT_GROUP_ICON), nullptr);
+        HRSRC manifesto = FindResourceW(modulo, MAKEINTRESOURCEW(1), RT_MANIFEST);
+        ASSERT_NE(manifesto, nullptr);
+        const std::string xml(static_cast<const char*>(LockResource(LoadResource(modulo, manifesto))),
+                              SizeofResource(modulo, manifesto));
+        EXPECT_NE(xml.find("Microsoft.Windows.Common-Controls\" version=\"6.0.0.0\""), std::string::npos);
+        EXPECT_NE(xml.find(">system</dpiAwareness>"), std::string::npos);
+        FreeLibrary(modulo);
+    }
+}

@@ -59,7 +59,18 @@ std::string* campo_del_modello(modello_collegamento& m, int id) {
     return nullptr;
 }
 
-// Layout, in pixels at 96 dpi.
+// Layout, in pixels at 96 dpi; the program declares itself DPI aware
+// (system), so px() grows it with the system's DPI.
+int px(int valore) {
+    static const int dpi = [] {
+        HDC dc = GetDC(nullptr);
+        const int d = GetDeviceCaps(dc, LOGPIXELSY);
+        ReleaseDC(nullptr, dc);
+        return d > 0 ? d : 96;
+    }();
+    return MulDiv(valore, dpi, 96);
+}
+
 constexpr int margine = 16;
 constexpr int larghezza_etichetta = 150;
 constexpr int larghezza_campo = 390;
@@ -100,13 +111,14 @@ void finestra_collegamento::crea(HINSTANCE istanza, int mostra) {
     wc.lpfnWndProc = procedura;
     wc.hInstance = istanza;
     wc.hCursor = LoadCursor(nullptr, IDC_ARROW);
-    wc.hIcon = LoadIcon(nullptr, IDI_APPLICATION);
+    wc.hIcon = LoadIconW(istanza, MAKEINTRESOURCEW(1));  // the green cross of j8_bbs.exe
+    if (!wc.hIcon) wc.hIcon = LoadIcon(nullptr, IDI_APPLICATION);
     wc.hbrBackground = GetSysColorBrush(COLOR_BTNFACE);
     wc.lpszClassName = classe_finestra;
     RegisterClassExW(&wc);
 
     const int altezza_client = 48 + 8 * passo_riga + 96;  // until the controls are made
-    RECT r{0, 0, larghezza_client, altezza_client};
+    RECT r{0, 0, px(larghezza_client), px(altezza_client)};
     const DWORD stile = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX;
     AdjustWindowRect(&r, stile, FALSE);
     hwnd_ = CreateWindowExW(0, classe_finestra, L"j8_bbs - Collegamento BBS", stile, CW_USEDEFAULT,
@@ -126,7 +138,7 @@ void finestra_collegamento::crea_controlli() {
     ncm.cbSize = sizeof ncm;
     SystemParametersInfoW(SPI_GETNONCLIENTMETRICS, sizeof ncm, &ncm, 0);
     LOGFONTW lf = ncm.lfMessageFont;
-    lf.lfHeight = -13;
+    lf.lfHeight = -px(13);
     carattere_ = CreateFontIndirectW(&lf);
     lf.lfWeight = FW_BOLD;
     grassetto_ = CreateFontIndirectW(&lf);
@@ -142,49 +154,49 @@ void finestra_collegamento::crea_controlli() {
 
     // The warning wraps as the system's font wants: as tall as it needs.
     const std::wstring testo_avviso = a_wide(didascalie_collegamento::Label6);
-    RECT misura{0, 0, larghezza_client - 2 * margine, 0};
+    RECT misura{0, 0, px(larghezza_client - 2 * margine), 0};
     HDC dc = GetDC(hwnd_);
     HGDIOBJ vecchio = SelectObject(dc, grassetto_);
     DrawTextW(dc, testo_avviso.c_str(), -1, &misura, DT_CALCRECT | DT_WORDBREAK | DT_NOPREFIX);
     SelectObject(dc, vecchio);
     ReleaseDC(hwnd_, dc);
-    const int altezza_avviso = std::max<int>(misura.bottom, altezza_riga);
-    HWND avviso = nuovo(L"STATIC", didascalie_collegamento::Label6, SS_LEFT | SS_NOPREFIX, margine, 12,
-                        larghezza_client - 2 * margine, altezza_avviso, id_Label6);
+    const int altezza_avviso = std::max<int>(misura.bottom, px(altezza_riga));
+    HWND avviso = nuovo(L"STATIC", didascalie_collegamento::Label6, SS_LEFT | SS_NOPREFIX, px(margine), px(12),
+                        px(larghezza_client - 2 * margine), altezza_avviso, id_Label6);
     SendMessageW(avviso, WM_SETFONT, WPARAM(grassetto_), TRUE);
 
-    int y = 12 + altezza_avviso + 10;
+    int y = px(12) + altezza_avviso + px(10);
     for (const riga_campo& c : campi) {
-        nuovo(L"STATIC", c.didascalia, SS_LEFT | SS_CENTERIMAGE, margine, y, larghezza_etichetta,
-              altezza_riga, -1);
+        nuovo(L"STATIC", c.didascalia, SS_LEFT | SS_CENTERIMAGE, px(margine), y, px(larghezza_etichetta),
+              px(altezza_riga), -1);
         const bool password = c.id == id_password;
         HWND campo = nuovo(L"EDIT", "", ES_AUTOHSCROLL | WS_TABSTOP | (password ? ES_PASSWORD : 0),
-                           margine + larghezza_etichetta, y,
-                           larghezza_campo - (password ? larghezza_mostra + 8 : 0), altezza_riga, c.id,
+                           px(margine + larghezza_etichetta), y,
+                           px(larghezza_campo - (password ? larghezza_mostra + 8 : 0)), px(altezza_riga), c.id,
                            WS_EX_CLIENTEDGE);
         if (password) {
             SendMessageW(campo, EM_SETPASSWORDCHAR, pallino, 0);
             // Unticked at every start: nothing keeps its state.
             nuovo(L"BUTTON", "Mostra", BS_AUTOCHECKBOX | WS_TABSTOP,
-                  larghezza_client - margine - larghezza_mostra, y, larghezza_mostra, altezza_riga,
+                  px(larghezza_client - margine - larghezza_mostra), y, px(larghezza_mostra), px(altezza_riga),
                   id_mostra_password);
         }
-        y += passo_riga;
+        y += px(passo_riga);
     }
-    y += 8;
-    nuovo(L"BUTTON", didascalie_collegamento::Frame1, BS_GROUPBOX, margine, y, 250, 60, id_Frame1);
+    y += px(8);
+    nuovo(L"BUTTON", didascalie_collegamento::Frame1, BS_GROUPBOX, px(margine), y, px(250), px(60), id_Frame1);
     nuovo(L"BUTTON", didascalie_collegamento::italiano, BS_AUTORADIOBUTTON | WS_GROUP | WS_TABSTOP,
-          margine + 14, y + 26, 100, 22, id_italiano);
-    nuovo(L"BUTTON", didascalie_collegamento::inglese, BS_AUTORADIOBUTTON, margine + 124, y + 26, 100,
-          22, id_inglese);
-    const int x_pulsanti = larghezza_client - margine - 170;
+          px(margine + 14), y + px(26), px(100), px(22), id_italiano);
+    nuovo(L"BUTTON", didascalie_collegamento::inglese, BS_AUTORADIOBUTTON, px(margine + 124), y + px(26), px(100),
+          px(22), id_inglese);
+    const int x_pulsanti = px(larghezza_client - margine - 170);
     nuovo(L"BUTTON", didascalie_collegamento::Command1, BS_DEFPUSHBUTTON | WS_TABSTOP | WS_GROUP,
-          x_pulsanti, y + 2, 170, 28, id_Command1);
-    nuovo(L"BUTTON", didascalie_collegamento::Command2, BS_PUSHBUTTON | WS_TABSTOP, x_pulsanti, y + 34,
-          170, 28, id_Command2);
+          x_pulsanti, y + px(2), px(170), px(28), id_Command1);
+    nuovo(L"BUTTON", didascalie_collegamento::Command2, BS_PUSHBUTTON | WS_TABSTOP, x_pulsanti, y + px(34),
+          px(170), px(28), id_Command2);
 
     // The window fits what the warning took.
-    RECT r{0, 0, larghezza_client, y + 60 + margine};
+    RECT r{0, 0, px(larghezza_client), y + px(60 + margine)};
     AdjustWindowRect(&r, DWORD(GetWindowLongPtrW(hwnd_, GWL_STYLE)), FALSE);
     SetWindowPos(hwnd_, nullptr, 0, 0, r.right - r.left, r.bottom - r.top,
                  SWP_NOMOVE | SWP_NOZORDER | SWP_NOACTIVATE);
