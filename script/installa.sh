@@ -8,7 +8,7 @@ pacchetti=(ca-certificates coreutils procps time diffutils
            cmake make g++ googletest libgtest-dev zlib1g-dev
            mingw-w64 libz-mingw-w64-dev
            wine wine64 xvfb x11-utils x11-xkb-utils xkb-data imagemagick
-           clang libclang-rt-14-dev llvm)
+           clang libclang-rt-14-dev llvm zip unzip)
 mancanti=()
 for p in "${pacchetti[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || mancanti+=("$p")
