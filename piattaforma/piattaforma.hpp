@@ -17,7 +17,8 @@
 #include <string>
 #include <vector>
 
-#include "../motore_tabelle/file_tabelle.hpp"
+#include "comune/data_ora.hpp"
+#include "comune/file_tabelle.hpp"
 
 namespace j8 {
 
@@ -33,9 +34,6 @@ struct finestra {
     std::string classe;
 };
 
-// Date and time as the legacy runtime held them: days since 30/12/1899,
-// the fraction of the day being the time.
-using data_ora = double;
 
 // A keystroke string the notation parser refuses (unknown {name},
 // unbalanced brace or parenthesis). Never typed, not even in part.

@@ -18,7 +18,7 @@
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
-#include "motore_tabelle/file_locali.hpp"
+#include "comune/file_locali.hpp"
 #include "piattaforma/prove_win/aiuti_wine.hpp"
 #include "piattaforma/win32/piattaforma_win32.hpp"
 #include "piattaforma/win32/schermata.hpp"

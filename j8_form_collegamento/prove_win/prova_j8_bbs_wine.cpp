@@ -18,7 +18,7 @@
 #include "j8_form_collegamento/regia/regia.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
-#include "motore_tabelle/file_locali.hpp"
+#include "comune/file_locali.hpp"
 #include "piattaforma/prove_win/aiuti_wine.hpp"
 
 namespace fs = std::filesystem;

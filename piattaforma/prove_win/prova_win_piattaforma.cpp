@@ -7,7 +7,7 @@
 
 #include "j8_form_aggiornamento/manda_tasto.hpp"
 #include "j8_modulo_aggiornamento/finestre.hpp"
-#include "piattaforma/piattaforma_copione.hpp"  // componi_data_ora
+#include "comune/data_ora.hpp"
 #include "piattaforma/prove_win/aiuti_wine.hpp"
 #include "piattaforma/win32/piattaforma_win32.hpp"
 

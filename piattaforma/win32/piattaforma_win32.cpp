@@ -6,35 +6,13 @@
 #include <memory>
 #include <cctype>
 
-#include "piattaforma/piattaforma_copione.hpp"  // componi_data_ora
+#include "comune/testi_comuni.hpp"
+#include "comune/testi_win32.hpp"
 #include "piattaforma/tasti.hpp"
 
 namespace j8 {
 
 namespace {
-
-std::string minuscolo(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
-}
-
-std::wstring da_1252(const std::string& s) {
-    if (s.empty()) return {};
-    std::wstring w(s.size(), L'\0');
-    const int n = MultiByteToWideChar(1252, 0, s.data(), static_cast<int>(s.size()), w.data(),
-                                      static_cast<int>(w.size()));
-    w.resize(n > 0 ? n : 0);
-    return w;
-}
-
-std::string a_1252(const std::wstring& w) {
-    if (w.empty()) return {};
-    const int n = WideCharToMultiByte(1252, 0, w.data(), static_cast<int>(w.size()), nullptr, 0,
-                                      "?", nullptr);
-    std::string s(n > 0 ? n : 0, '\0');
-    WideCharToMultiByte(1252, 0, w.data(), static_cast<int>(w.size()), s.data(), n, "?", nullptr);
-    return s;
-}
 
 [[noreturn]] void fallisce(const std::string& percorso) {
     throw errore_file(percorso, problema_file(GetLastError()));
@@ -560,16 +538,8 @@ void piattaforma_win32::sostituisci_file(const std::string& da, const std::strin
     }
 }
 
-namespace {
-std::string chiave_tenuto(const std::string& percorso) {
-    std::string k = percorso;
-    for (char& c : k) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return k;
-}
-}  // namespace
-
 bool piattaforma_win32::tieni_aperto(const std::string& percorso) {
-    const std::string k = chiave_tenuto(percorso);
+    const std::string k = minuscolo(percorso);
     if (tenuti_.count(k)) return true;
     // Read by others, never written, renamed or deleted while held; a
     // second holder asks for write access and is refused.
@@ -581,7 +551,7 @@ bool piattaforma_win32::tieni_aperto(const std::string& percorso) {
 }
 
 void piattaforma_win32::rilascia(const std::string& percorso) {
-    const auto i = tenuti_.find(chiave_tenuto(percorso));
+    const auto i = tenuti_.find(minuscolo(percorso));
     if (i == tenuti_.end()) return;
     CloseHandle(i->second);
     tenuti_.erase(i);

@@ -1,7 +1,7 @@
 #pragma once
-// The few file operations the table engine needs. The update run hands the
-// engine its platform (so every file step can be watched and failed in
-// tests); the command-line tools hand it a plain local implementation.
+// The file operations every layer needs. The update run hands the engine
+// and the settings module its platform (so every file step can be watched
+// and failed in tests); the command-line tools hand them file_locali.
 
 #include <functional>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "motore_tabelle/file_locali.hpp"
+#include "comune/file_locali.hpp"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,7 +1,7 @@
 #pragma once
-// file_tabelle on the local disk, for the command-line tools.
+// file_tabelle on the local disk, for the command-line tools and tests.
 
-#include "motore_tabelle/file_tabelle.hpp"
+#include "comune/file_tabelle.hpp"
 
 namespace j8 {
 
