@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "j8_form_aggiornamento/prove/dati_prova.hpp"
-#include "j8_form_collegamento/regia/regia.hpp"
+#include "mondo_prova/regia/regia.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
 #include "comune/file_locali.hpp"
