@@ -1,5 +1,6 @@
 #include "comune/file_locali.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +11,8 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#else
+#include <unistd.h>
 #endif
 
 namespace j8 {
@@ -29,6 +32,114 @@ std::string descrivi_errno(int e) {
 }
 
 }  // namespace
+
+#ifdef _WIN32
+
+std::string problema_file(unsigned long codice) {
+    switch (codice) {
+        case ERROR_FILE_NOT_FOUND: return "file non trovato";
+        case ERROR_PATH_NOT_FOUND: case ERROR_INVALID_NAME: case ERROR_BAD_PATHNAME:
+        case ERROR_INVALID_DRIVE: case ERROR_DIRECTORY:
+            return "percorso non trovato";
+        case ERROR_ACCESS_DENIED: return "accesso negato";
+        case ERROR_SHARING_VIOLATION: case ERROR_LOCK_VIOLATION:
+            return "file in uso da un altro programma";
+        case ERROR_DISK_FULL: case ERROR_HANDLE_DISK_FULL: return "disco pieno";
+        case ERROR_ALREADY_EXISTS: case ERROR_FILE_EXISTS: return "file gi\xe0 esistente";
+        case ERROR_DIR_NOT_EMPTY: return "direttorio non vuoto";
+        case ERROR_WRITE_PROTECT: return "disco protetto da scrittura";
+        case ERROR_NOT_READY: return "unit\xe0 non pronta";
+        default: return "errore di accesso al file (codice " + std::to_string(codice) + ")";
+    }
+}
+
+void scrivi_atomicamente(const std::string& percorso,
+                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci) {
+    const std::string provvisorio = percorso + suffisso_scrittura;
+    HANDLE f = CreateFileA(provvisorio.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (f == INVALID_HANDLE_VALUE) throw errore_file(percorso, problema_file(GetLastError()));
+    bool riuscito = true;
+    DWORD errore = 0;
+    try {
+        produci([&](std::string_view contenuto) {
+            std::size_t scritti_tutti = 0;
+            while (riuscito && scritti_tutti < contenuto.size()) {
+                DWORD scritti = 0;
+                const DWORD blocco =
+                    static_cast<DWORD>(std::min<std::size_t>(contenuto.size() - scritti_tutti, 1 << 20));
+                riuscito = WriteFile(f, contenuto.data() + scritti_tutti, blocco, &scritti, nullptr) && scritti == blocco;
+                if (!riuscito) errore = GetLastError();
+                scritti_tutti += scritti;
+            }
+        });
+    } catch (...) {
+        CloseHandle(f);
+        DeleteFileA(provvisorio.c_str());
+        throw;
+    }
+    // On disk before it takes the file's name: after a power cut the file
+    // is the old one or the whole new one, never a name over empty blocks.
+    if (riuscito && !FlushFileBuffers(f)) {
+        riuscito = false;
+        errore = GetLastError();
+    }
+    if (!CloseHandle(f) && riuscito) {
+        riuscito = false;
+        errore = GetLastError();
+    }
+    if (riuscito && !MoveFileExA(provvisorio.c_str(), percorso.c_str(),
+                                 MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        riuscito = false;
+        errore = GetLastError();
+    }
+    if (!riuscito) {
+        DeleteFileA(provvisorio.c_str());
+        throw errore_file(percorso, problema_file(errore ? errore : ERROR_DISK_FULL));
+    }
+}
+
+#else
+
+void scrivi_atomicamente(const std::string& percorso,
+                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci) {
+    const std::string provvisorio = percorso + suffisso_scrittura;
+    std::FILE* f = std::fopen(provvisorio.c_str(), "wb");
+    if (!f) throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(errno));
+    bool ok = true;
+    int e = 0;
+    try {
+        produci([&](std::string_view b) {
+            if (ok && std::fwrite(b.data(), 1, b.size(), f) != b.size()) {
+                ok = false;
+                e = errno;
+            }
+        });
+    } catch (...) {
+        std::fclose(f);
+        std::remove(provvisorio.c_str());
+        throw;
+    }
+    if (ok && (std::fflush(f) != 0 || fsync(fileno(f)) != 0)) {
+        ok = false;
+        e = errno;
+    }
+    if (std::fclose(f) != 0 && ok) {
+        ok = false;
+        e = errno;
+    }
+    if (!ok) {
+        std::remove(provvisorio.c_str());
+        throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(e));
+    }
+    if (std::rename(provvisorio.c_str(), percorso.c_str()) != 0) {
+        e = errno;
+        std::remove(provvisorio.c_str());
+        throw errore_file(percorso, "impossibile sostituire il file, " + descrivi_errno(e));
+    }
+}
+
+#endif
 
 bool file_locali::esiste_file(const std::string& percorso) {
     std::error_code ec;
@@ -69,44 +180,7 @@ void file_locali::scrivi_file(const std::string& percorso, const std::string& co
 
 void file_locali::scrivi_a_blocchi(const std::string& percorso,
                                    const std::function<void(const ricevi_blocco&)>& produci) {
-    // Written beside the target and renamed over it: a failure part-way
-    // leaves the old file whole.
-    const std::string provvisorio = percorso + ".j8tmp";
-    std::FILE* f = std::fopen(provvisorio.c_str(), "wb");
-    if (!f) throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(errno));
-    bool ok = true;
-    int e = 0;
-    try {
-        produci([&](std::string_view b) {
-            if (ok && std::fwrite(b.data(), 1, b.size(), f) != b.size()) {
-                ok = false;
-                e = errno;
-            }
-        });
-    } catch (...) {
-        std::fclose(f);
-        std::remove(provvisorio.c_str());
-        throw;
-    }
-    if (std::fclose(f) != 0 && ok) {
-        ok = false;
-        e = errno;
-    }
-    if (!ok) {
-        std::remove(provvisorio.c_str());
-        throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(e));
-    }
-#ifdef _WIN32
-    // The C runtime's rename will not replace an existing file here.
-    if (!MoveFileExA(provvisorio.c_str(), percorso.c_str(), MOVEFILE_REPLACE_EXISTING)) {
-        e = GetLastError() == ERROR_ACCESS_DENIED ? EACCES : EIO;
-#else
-    if (std::rename(provvisorio.c_str(), percorso.c_str()) != 0) {
-        e = errno;
-#endif
-        std::remove(provvisorio.c_str());
-        throw errore_file(percorso, "impossibile sostituire il file, " + descrivi_errno(e));
-    }
+    scrivi_atomicamente(percorso, produci);
 }
 
 void file_locali::cancella_file(const std::string& percorso) {

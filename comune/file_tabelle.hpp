@@ -10,6 +10,10 @@
 
 namespace j8 {
 
+// scrivi_file writes "<file>" + this suffix first and then puts it in
+// place; a process killed in between leaves that file behind.
+inline constexpr const char* suffisso_scrittura = ".j8tmp";
+
 // A failing file step. The text is Italian and names the file, so the
 // update run can show it to the pharmacist as it stands.
 class errore_file : public std::runtime_error {

@@ -24,10 +24,6 @@ namespace j8 {
 
 using maniglia = std::uintptr_t;  // a window handle
 
-// scrivi_file writes "<file>" + this suffix first and then puts it in
-// place; a process killed in between leaves that file behind.
-inline constexpr const char* suffisso_scrittura = ".j8tmp";
-
 struct finestra {
     maniglia handle = 0;
     std::string titolo;  // whole title, as long as it is
