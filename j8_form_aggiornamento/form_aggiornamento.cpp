@@ -111,17 +111,17 @@ void form_aggiornamento::svuota_e_rimuovi(const std::string& direttorio) {
         for (const std::string& nome : p_.elenca_file(d, "*.*")) {
             try {
                 p_.cancella_file(d + "\\" + nome);
-            } catch (const std::exception&) {
+            } catch (const errore_file&) {
                 // A read-only leftover (a table copied with its attributes).
                 try {
                     p_.imposta_solo_archivio(d + "\\" + nome);
                     p_.cancella_file(d + "\\" + nome);
-                } catch (const std::exception&) {
+                } catch (const errore_file&) {
                 }
             }
         }
         p_.rimuovi_direttorio(d);
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
     }
 }
 
@@ -181,7 +181,7 @@ esito_caricamento form_aggiornamento::Form_Load() {
                 if (pacchetti::numero(nome) <= piu_alto - 20) {
                     try {
                         p_.cancella_file(archivio + "\\" + nome);
-                    } catch (const std::exception&) {
+                    } catch (const errore_file&) {
                     }
                 }
             }
@@ -299,7 +299,7 @@ void form_aggiornamento::copia_intera(const std::string& da, const std::string& 
     } catch (const std::exception&) {
         try {
             if (p_.esiste_file(provvisorio)) p_.cancella_file(provvisorio);
-        } catch (const std::exception&) {
+        } catch (const errore_file&) {
         }
         throw;
     }
@@ -512,7 +512,7 @@ void form_aggiornamento::elenca_non_applicati(const std::string& ultimo_applicat
                                                    pacchetti::successivo(ultimo_applicato) + ".exe");
             }
         }
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
         // The list is for the report only.
     }
 }
@@ -554,10 +554,10 @@ void form_aggiornamento::chiudi_resoconto(const std::string& esito) {
         for (std::size_t i = 0; i + resoconti_tenuti < vecchi.size(); ++i) {
             try {
                 p_.cancella_file(archivio + "\\" + vecchi[i]);
-            } catch (const std::exception&) {
+            } catch (const errore_file&) {
             }
         }
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
     }
 }
 
@@ -661,7 +661,7 @@ bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) 
         // copied read-only; the working copy must be rewritable all the same.
         try {
             p_.imposta_solo_archivio(direttorio_lavoro + nome);
-        } catch (const std::exception&) {
+        } catch (const errore_file&) {
         }
     }
     m.Label3.caption += a_capo + "2) Esecuzione dell'aggiornamento";
@@ -679,7 +679,7 @@ void sblocca_tabelle(piattaforma& p, const std::string& direttorio) {
             for (const std::string& nome : *elenco) {
                 try {
                     p.imposta_solo_archivio(*base + nome);
-                } catch (const std::exception&) {
+                } catch (const errore_file&) {
                 }
             }
         }
@@ -764,7 +764,7 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
                 try {
                     copia_intera(direttorio_lavoro + nome, direttorio_tabelle + bersaglio);
                     sostituita(bersaglio);
-                } catch (const std::exception&) {
+                } catch (const errore_file&) {
                     // Ignored: the old table stays, whole.
                 }
             }
@@ -815,10 +815,10 @@ void form_aggiornamento::completa() {
             if (minuscolo(nome) == "perinst.txt") continue;
             try {
                 p_.cancella_file(da_bbs + "\\" + nome);
-            } catch (const std::exception&) {
+            } catch (const errore_file&) {
             }
         }
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
     }
     chiudi_ripristino();
 

@@ -28,7 +28,7 @@ bool inizia(const std::string& riga, const std::string& chiave, std::string& res
 void ignora_errori(const std::function<void()>& passo) {
     try {
         passo();
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
     }
 }
 
