@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "motore_tabelle/file_tabelle.hpp"
+#include "comune/file_tabelle.hpp"
 
 namespace j8::fuzz {
 

@@ -6,6 +6,7 @@
 #include <exception>
 #include <optional>
 
+#include "comune/testi_comuni.hpp"
 #include "j8_form_aggiornamento/manda_tasto.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
@@ -28,21 +29,6 @@ const std::vector<std::string> tabelle_ricopiate = {
 const std::string pacchetto_base = "j8000000.exe";
 const std::string titolo_form = "J8_aggiornamento";
 
-std::string minuscolo(std::string testo) {
-    for (char& c : testo) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return testo;
-}
-
-std::string senza_barra(const std::string& d) {
-    if (!d.empty() && d.back() == '\\') return d.substr(0, d.size() - 1);
-    return d;
-}
-
-std::string con_barra(const std::string& d) {
-    if (d.empty() || d.back() == '\\') return d;
-    return d + "\\";
-}
-
 // The package name inside a full path: the first 8 of its last 12 characters.
 std::string nome_da_percorso(const std::string& percorso) {
     const std::string coda = percorso.size() > 12 ? percorso.substr(percorso.size() - 12) : percorso;
@@ -63,7 +49,7 @@ std::string messaggio_di(const std::exception& e) {
 
 namespace pacchetti {
 
-long valore_numerico(const std::string& testo) {
+long cifre_iniziali(const std::string& testo) {
     std::size_t i = 0;
     while (i < testo.size() && (testo[i] == ' ' || testo[i] == '\t')) ++i;
     long valore = 0;
@@ -75,11 +61,11 @@ long valore_numerico(const std::string& testo) {
 }
 
 long numero(const std::string& nome) {
-    return nome.size() > 2 ? valore_numerico(nome.substr(2, 6)) : 0;
+    return nome.size() > 2 ? cifre_iniziali(nome.substr(2, 6)) : 0;
 }
 
 std::string successivo(const std::string& nome) {
-    const std::string cifre = std::to_string(valore_numerico(nome.size() > 2 ? nome.substr(2) : "") + 1);
+    const std::string cifre = std::to_string(cifre_iniziali(nome.size() > 2 ? nome.substr(2) : "") + 1);
     const std::size_t tenuti = cifre.size() < 8 ? 8 - cifre.size() : 0;
     return nome.substr(0, std::min(tenuti, nome.size())) + cifre;
 }
@@ -125,17 +111,17 @@ void form_aggiornamento::svuota_e_rimuovi(const std::string& direttorio) {
         for (const std::string& nome : p_.elenca_file(d, "*.*")) {
             try {
                 p_.cancella_file(d + "\\" + nome);
-            } catch (const std::exception&) {
+            } catch (const errore_file&) {
                 // A read-only leftover (a table copied with its attributes).
                 try {
                     p_.imposta_solo_archivio(d + "\\" + nome);
                     p_.cancella_file(d + "\\" + nome);
-                } catch (const std::exception&) {
+                } catch (const errore_file&) {
                 }
             }
         }
         p_.rimuovi_direttorio(d);
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
     }
 }
 
@@ -195,7 +181,7 @@ esito_caricamento form_aggiornamento::Form_Load() {
                 if (pacchetti::numero(nome) <= piu_alto - 20) {
                     try {
                         p_.cancella_file(archivio + "\\" + nome);
-                    } catch (const std::exception&) {
+                    } catch (const errore_file&) {
                     }
                 }
             }
@@ -313,7 +299,7 @@ void form_aggiornamento::copia_intera(const std::string& da, const std::string& 
     } catch (const std::exception&) {
         try {
             if (p_.esiste_file(provvisorio)) p_.cancella_file(provvisorio);
-        } catch (const std::exception&) {
+        } catch (const errore_file&) {
         }
         throw;
     }
@@ -484,33 +470,6 @@ bool e_facoltativa(const std::string& nome_minuscolo) {
 
 namespace {
 
-// Calendar date and time of a platform date (days since 30/12/1899).
-struct data_civile {
-    int anno, mese, giorno, ore, minuti, secondi;
-};
-
-data_civile scomponi(data_ora quando) {
-    const long long secondi_tutti = std::llround(quando * 86400.0);
-    long long giorni = secondi_tutti / 86400;
-    long long resto = secondi_tutti % 86400;
-    if (resto < 0) {
-        resto += 86400;
-        --giorni;
-    }
-    // Days since 1/3/0000 on the proleptic Gregorian calendar.
-    const long long z = giorni - 25569 + 719468;  // 25569: 30/12/1899 to 1/1/1970
-    const long long era = (z >= 0 ? z : z - 146096) / 146097;
-    const long long doe = z - era * 146097;
-    const long long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    const long long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    const long long mp = (5 * doy + 2) / 153;
-    const int giorno = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
-    const int mese = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
-    const int anno = static_cast<int>(yoe + era * 400 + (mese <= 2 ? 1 : 0));
-    return {anno, mese, giorno, static_cast<int>(resto / 3600), static_cast<int>(resto / 60 % 60),
-            static_cast<int>(resto % 60)};
-}
-
 std::string due_cifre(int n) { return (n < 10 ? "0" : "") + std::to_string(n); }
 
 std::string righe(std::int64_t n, const char* una, const char* molte) {
@@ -553,13 +512,13 @@ void form_aggiornamento::elenca_non_applicati(const std::string& ultimo_applicat
                                                    pacchetti::successivo(ultimo_applicato) + ".exe");
             }
         }
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
         // The list is for the report only.
     }
 }
 
 void form_aggiornamento::chiudi_resoconto(const std::string& esito) {
-    const data_civile d = scomponi(p_.adesso());
+    const data_civile d = scomponi_data_ora(p_.adesso());
     const std::string& a = a_capo;
     std::string t = "Resoconto dell'aggiornamento del " + due_cifre(d.giorno) + "/" + due_cifre(d.mese) + "/" +
                     std::to_string(d.anno) + " ore " + due_cifre(d.ore) + ":" + due_cifre(d.minuti) + a;
@@ -595,10 +554,10 @@ void form_aggiornamento::chiudi_resoconto(const std::string& esito) {
         for (std::size_t i = 0; i + resoconti_tenuti < vecchi.size(); ++i) {
             try {
                 p_.cancella_file(archivio + "\\" + vecchi[i]);
-            } catch (const std::exception&) {
+            } catch (const errore_file&) {
             }
         }
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
     }
 }
 
@@ -648,7 +607,7 @@ bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) 
         if (inizio > ultimo || inizio == "j8000000") ++totale;
     }
 
-    const long ultimo_numero = pacchetti::valore_numerico(
+    const long ultimo_numero = pacchetti::cifre_iniziali(
         ultimo_aggiornamento.size() > 2 ? ultimo_aggiornamento.substr(2) : "");
     const bool base_presente = p_.esiste_file(direttorio_da_bbs + pacchetto_base);
     prossimo = pacchetti::successivo(ultimo_aggiornamento) + ".exe";
@@ -702,7 +661,7 @@ bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) 
         // copied read-only; the working copy must be rewritable all the same.
         try {
             p_.imposta_solo_archivio(direttorio_lavoro + nome);
-        } catch (const std::exception&) {
+        } catch (const errore_file&) {
         }
     }
     m.Label3.caption += a_capo + "2) Esecuzione dell'aggiornamento";
@@ -720,7 +679,7 @@ void sblocca_tabelle(piattaforma& p, const std::string& direttorio) {
             for (const std::string& nome : *elenco) {
                 try {
                     p.imposta_solo_archivio(*base + nome);
-                } catch (const std::exception&) {
+                } catch (const errore_file&) {
                 }
             }
         }
@@ -805,7 +764,7 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
                 try {
                     copia_intera(direttorio_lavoro + nome, direttorio_tabelle + bersaglio);
                     sostituita(bersaglio);
-                } catch (const std::exception&) {
+                } catch (const errore_file&) {
                     // Ignored: the old table stays, whole.
                 }
             }
@@ -856,10 +815,10 @@ void form_aggiornamento::completa() {
             if (minuscolo(nome) == "perinst.txt") continue;
             try {
                 p_.cancella_file(da_bbs + "\\" + nome);
-            } catch (const std::exception&) {
+            } catch (const errore_file&) {
             }
         }
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
     }
     chiudi_ripristino();
 

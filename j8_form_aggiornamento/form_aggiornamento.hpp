@@ -19,9 +19,9 @@ namespace j8 {
 
 // Names of the update packages and their sequence.
 namespace pacchetti {
-// The numeric value of a text as the legacy runtime's Val reads it:
-// leading blanks skipped, then the leading digits (0 if none).
-long valore_numerico(const std::string& testo);
+// The whole number a text starts with, as the legacy runtime's Val reads
+// a package number: leading blanks skipped, then the digits (0 if none).
+long cifre_iniziali(const std::string& testo);
 // Package number of a name: the value of its characters 3 to 8.
 long numero(const std::string& nome);
 // The name following `nome` (8 characters, no extension): j8000012 gives

@@ -7,6 +7,7 @@
 #include <exception>
 #include <functional>
 
+#include "comune/testi_comuni.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 
@@ -27,7 +28,7 @@ bool inizia(const std::string& riga, const std::string& chiave, std::string& res
 void ignora_errori(const std::function<void()>& passo) {
     try {
         passo();
-    } catch (const std::exception&) {
+    } catch (const errore_file&) {
     }
 }
 
@@ -57,8 +58,7 @@ void completa_pulizia(piattaforma& p, const std::string& nuovo) {
             ignora_errori([&] { p.cancella_file(lavoro + "\\" + nome); });
         p.rimuovi_direttorio(lavoro);
     });
-    std::string da_bbs = direttorio_da_bbs;
-    if (!da_bbs.empty() && da_bbs.back() == '\\') da_bbs.pop_back();
+    const std::string da_bbs = senza_barra(direttorio_da_bbs);
     ignora_errori([&] {
         for (const std::string& nome : p.elenca_file(da_bbs, "*.exe")) {
             if (numero_pacchetto(nome) > numero_pacchetto(nuovo)) continue;
@@ -181,8 +181,7 @@ bool riporta_tabelle(piattaforma& p, const std::string& copie, const giornale_ri
 }
 
 void elimina_ripristino(piattaforma& p, const std::string& copie) {
-    std::string d = copie;
-    if (!d.empty() && d.back() == '\\') d.pop_back();
+    const std::string d = senza_barra(copie);
     const std::string giornale = d + "\\" + nome_giornale;
     ignora_errori([&] {
         if (p.esiste_file(giornale)) p.cancella_file(giornale);

@@ -16,8 +16,9 @@ void barra_finale(std::string& direttorio) {
     if (direttorio.empty() || direttorio.back() != '\\') direttorio += '\\';
 }
 
-// Numeric value of the leading number of a text, 0 when there is none.
-double valore_numerico(const std::string& testo) {
+// The decimal number a text starts with (sign, point, exponent as strtod
+// reads them), 0 when there is none.
+double numero_decimale_iniziale(const std::string& testo) {
     const char* inizio = testo.c_str();
     while (*inizio == ' ' || *inizio == '\t') ++inizio;
     char* fine = nullptr;
@@ -26,12 +27,6 @@ double valore_numerico(const std::string& testo) {
 }
 
 }  // namespace
-
-std::string senza_spazi(const std::string& testo) {
-    const auto inizio = testo.find_first_not_of(' ');
-    if (inizio == std::string::npos) return "";
-    return testo.substr(inizio, testo.find_last_not_of(' ') - inizio + 1);
-}
 
 std::string nascondi_password(std::string testo, const std::string& password) {
     const std::string cercata = senza_spazi(password);
@@ -85,7 +80,7 @@ void form_collegamento::imposta(const std::string& chiave, const std::string& va
     } else if (chiave == "password bbs") {
         modello.password = valore;
     } else if (chiave == "lingua bbs") {
-        const double lingua = valore_numerico(valore);
+        const double lingua = numero_decimale_iniziale(valore);
         if (lingua == 0) modello.scegli_italiano();
         if (lingua == 1) modello.scegli_inglese();
     } else if (chiave == "direttorio hyperterminal") {

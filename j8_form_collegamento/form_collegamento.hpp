@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "comune/testi_comuni.hpp"
 #include "piattaforma/piattaforma.hpp"
 
 namespace j8 {
@@ -85,9 +86,6 @@ public:
     virtual void mostra() = 0;
     virtual void esegui_aggiornamento() = 0;
 };
-
-// The text without leading and trailing spaces (only spaces, not tabs).
-std::string senza_spazi(const std::string& testo);
 
 // `testo` with every occurrence of the password (trimmed; a blank one
 // hides nothing) written as password_nascosta.

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "comune/testi_comuni.hpp"
 #include "j8_modulo_aggiornamento/finestre.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "piattaforma/tasti.hpp"
@@ -23,24 +24,6 @@ struct password_rifiutata {};
 struct prompt_mancato {
     std::string atteso;
 };
-
-// "aaaammgg_hhmmss" and "hh:mm:ss" of a date-time of the legacy runtime.
-void scomponi(data_ora quando, int& a, int& me, int& g, int& h, int& mi, int& se) {
-    const long long secondi = static_cast<long long>(quando * 86400.0 + 0.5);
-    long long giorni = secondi / 86400 - 25569 + 719468;  // days from 0000-03-01
-    const long long era = (giorni >= 0 ? giorni : giorni - 146096) / 146097;
-    const long long doe = giorni - era * 146097;
-    const long long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-    const long long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-    const long long mp = (5 * doy + 2) / 153;
-    g = int(doy - (153 * mp + 2) / 5 + 1);
-    me = int(mp < 10 ? mp + 3 : mp - 9);
-    a = int(yoe + era * 400 + (me <= 2));
-    const long long resto = secondi % 86400;
-    h = int(resto / 3600);
-    mi = int(resto / 60 % 60);
-    se = int(resto % 60);
-}
 
 std::string sostituisci(std::string testo, const std::string& cosa, const std::string& con) {
     if (cosa.empty()) return testo;
@@ -116,13 +99,13 @@ void form_collegamento::apri_trascrizione() {
     try {
         std::string cartella = direttorio_configurazione.empty() ? p_.direttorio_programma()
                                                                   : direttorio_configurazione;
-        if (cartella.empty() || cartella.back() != '\\') cartella += '\\';
+        cartella = con_barra(cartella);
         cartella += cartella_trascrizioni;
         if (!p_.esiste_direttorio(cartella)) p_.crea_direttorio(cartella);
-        int a, me, g, h, mi, se;
-        scomponi(p_.adesso(), a, me, g, h, mi, se);
+        const data_civile d = scomponi_data_ora(p_.adesso());
         char nome[48];
-        std::snprintf(nome, sizeof nome, "sessione_%04d%02d%02d_%02d%02d%02d.txt", a, me, g, h, mi, se);
+        std::snprintf(nome, sizeof nome, "sessione_%04d%02d%02d_%02d%02d%02d.txt", d.anno, d.mese,
+                      d.giorno, d.ore, d.minuti, d.secondi);
         percorso_trascrizione = cartella + "\\" + nome;
         // The oldest go, so that with this one there are trascrizioni_tenute.
         std::vector<std::string> vecchie = p_.elenca_file(cartella, "sessione_*.txt");
@@ -141,10 +124,9 @@ void form_collegamento::apri_trascrizione() {
 
 void form_collegamento::annota(const std::string& cosa) {
     if (percorso_trascrizione.empty()) return;
-    int a, me, g, h, mi, se;
-    scomponi(p_.adesso(), a, me, g, h, mi, se);
+    const data_civile d = scomponi_data_ora(p_.adesso());
     char ora[16];
-    std::snprintf(ora, sizeof ora, "%02d:%02d:%02d ", h, mi, se);
+    std::snprintf(ora, sizeof ora, "%02d:%02d:%02d ", d.ore, d.minuti, d.secondi);
     std::string riga = cosa;
     // The password never reaches the disk, nor its length.
     riga = sostituisci(riga, tasti_letterali(modello.password), password_nascosta);

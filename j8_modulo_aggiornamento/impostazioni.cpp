@@ -2,19 +2,13 @@
 
 #include <cmath>
 
+#include "comune/testi_comuni.hpp"
 #include "j8_modulo_aggiornamento/cifrario.hpp"
 #include "piattaforma/piattaforma.hpp"
 
 namespace j8 {
 
 namespace {
-
-std::string minuscole(std::string_view testo) {
-    std::string risultato(testo);
-    for (char& c : risultato)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return risultato;
-}
 
 // Walks the lines of a file. A line ends at CR LF, CR or LF; a last line
 // without an ending still counts.
@@ -95,7 +89,7 @@ riga_impostazione dividi(std::string testo, const std::string& percorso, std::in
                                       : "la riga, decifrata, non contiene il segno \"=\"" + dati);
     }
     riga_impostazione r;
-    r.chiave = minuscole(std::string_view(testo).substr(0, uguale));
+    r.chiave = minuscolo(testo.substr(0, uguale));
     r.valore = testo.substr(uguale + 1);
     r.testo = std::move(testo);
     return r;
@@ -180,12 +174,12 @@ int riscrivi_impostazione(file_tabelle& file, const std::string& percorso,
                           bool aggiungi_se_manca) {
     const std::string provvisorio =
         direttorio_di(percorso) + std::string(file_configurazione_provvisorio);
-    const std::string chiave_minuscola = minuscole(chiave);
+    const std::string chiave_minuscola = minuscolo(chiave);
 
     auto cancella_provvisorio = [&] {
         try {
             file.cancella_file(provvisorio);
-        } catch (const std::exception&) {
+        } catch (const errore_file&) {
             // A leftover copy does no harm: the next rewrite replaces it.
         }
     };

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "motore_tabelle/file_tabelle.hpp"
+#include "comune/file_tabelle.hpp"
 
 namespace j8 {
 

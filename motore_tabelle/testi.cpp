@@ -3,6 +3,7 @@
 
 #include <ctime>
 
+#include "comune/data_ora.hpp"
 #include "motore_tabelle/motore_tabelle.hpp"
 #include "motore_tabelle/testi_interni.hpp"
 
@@ -86,12 +87,7 @@ bool data_valida(std::string_view d) {
 
 std::int32_t oggi_di_sistema() {
     std::time_t t = std::time(nullptr);
-    std::tm locale{};
-#ifdef _WIN32
-    localtime_s(&locale, &t);
-#else
-    localtime_r(&t, &locale);
-#endif
+    const std::tm locale = ora_locale(t);
     return (locale.tm_year + 1900) * 10000 + (locale.tm_mon + 1) * 100 + locale.tm_mday;
 }
 

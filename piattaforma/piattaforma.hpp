@@ -17,15 +17,12 @@
 #include <string>
 #include <vector>
 
-#include "../motore_tabelle/file_tabelle.hpp"
+#include "comune/data_ora.hpp"
+#include "comune/file_tabelle.hpp"
 
 namespace j8 {
 
 using maniglia = std::uintptr_t;  // a window handle
-
-// scrivi_file writes "<file>" + this suffix first and then puts it in
-// place; a process killed in between leaves that file behind.
-inline constexpr const char* suffisso_scrittura = ".j8tmp";
 
 struct finestra {
     maniglia handle = 0;
@@ -33,9 +30,6 @@ struct finestra {
     std::string classe;
 };
 
-// Date and time as the legacy runtime held them: days since 30/12/1899,
-// the fraction of the day being the time.
-using data_ora = double;
 
 // A keystroke string the notation parser refuses (unknown {name},
 // unbalanced brace or parenthesis). Never typed, not even in part.

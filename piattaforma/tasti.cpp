@@ -1,6 +1,8 @@
 #include "piattaforma/tasti.hpp"
 
 #include <cctype>
+
+#include "comune/testi_comuni.hpp"
 #include <map>
 #include <string_view>
 
@@ -14,11 +16,6 @@ constexpr int ripetizioni_massime = 10000;
 // a few bytes into many events.
 constexpr int annidamento_massimo = 32;
 constexpr std::size_t eventi_massimi = 50000;
-
-std::string minuscolo(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
-}
 
 const std::map<std::string, std::uint16_t>& nomi_tasti() {
     static const std::map<std::string, std::uint16_t> nomi = [] {

@@ -12,27 +12,19 @@
 #include <string>
 #include <vector>
 
+#include "comune/testi_comuni.hpp"
 #include "j8_form_aggiornamento/form_aggiornamento.hpp"
 #include "j8_form_aggiornamento/prove/dati_prova.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
-#include "piattaforma/piattaforma_copione.hpp"
+#include "mondo_prova/piattaforma_copione/piattaforma_copione.hpp"
 
 namespace j8::prova {
-
-inline std::string senza_barra(const std::string& d) {
-    return !d.empty() && d.back() == '\\' ? d.substr(0, d.size() - 1) : d;
-}
 
 inline std::string nome_pacchetto(int n) {
     char nome[16];
     std::snprintf(nome, sizeof nome, "j8%06d.exe", n);
     return nome;
-}
-
-inline std::string minuscolo(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
 }
 
 // Keeps a copy of the model at every redraw.

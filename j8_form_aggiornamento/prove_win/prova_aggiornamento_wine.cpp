@@ -18,7 +18,8 @@
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
-#include "motore_tabelle/file_locali.hpp"
+#include "comune/file_locali.hpp"
+#include "comune/testi_comuni.hpp"
 #include "piattaforma/prove_win/aiuti_wine.hpp"
 #include "piattaforma/win32/piattaforma_win32.hpp"
 #include "piattaforma/win32/schermata.hpp"
@@ -37,8 +38,7 @@ void copia(const fs::path& da, const fs::path& a) {
 std::map<std::string, std::string> tabelle_in(const fs::path& d) {
     std::map<std::string, std::string> esito;
     for (const auto& voce : fs::directory_iterator(d)) {
-        std::string nome = voce.path().filename().string();
-        for (char& c : nome) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        const std::string nome = minuscolo(voce.path().filename().string());
         if (voce.is_regular_file() && nome.size() > 4 && nome.substr(nome.size() - 4) == ".tda") {
             esito[nome] = leggi(voce.path());
         }
@@ -152,8 +152,7 @@ public:
         return task;
     }
     void copia_file(const std::string& da, const std::string& a) override {
-        std::string chiave = a;
-        for (char& c : chiave) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        std::string chiave = minuscolo(a);
         // A copy into the tables goes first to a name beside the table.
         const std::string provvisorio = suffisso_scrittura;
         if (chiave.size() > provvisorio.size() && chiave.substr(chiave.size() - provvisorio.size()) == provvisorio)

@@ -2,6 +2,8 @@
 
 #include <commctrl.h>
 
+#include "comune/testi_win32.hpp"
+
 #include <cstdio>
 #include <vector>
 
@@ -36,7 +38,7 @@ void posiziona(HWND h, const etichetta& e) {
 }
 
 void imposta_testo(HWND h, const std::string& testo) {
-    const std::wstring nuovo = testo_finestra(testo);
+    const std::wstring nuovo = da_1252(testo);
     const int n = GetWindowTextLengthW(h);
     std::wstring attuale(static_cast<std::size_t>(n) + 1, L'\0');
     GetWindowTextW(h, attuale.data(), n + 1);
@@ -50,14 +52,6 @@ void mostra_se(HWND h, bool visibile) {
 }
 
 }  // namespace
-
-std::wstring testo_finestra(const std::string& testo) {
-    if (testo.empty()) return {};
-    const int n = MultiByteToWideChar(1252, 0, testo.data(), static_cast<int>(testo.size()), nullptr, 0);
-    std::wstring w(static_cast<std::size_t>(n), L'\0');
-    MultiByteToWideChar(1252, 0, testo.data(), static_cast<int>(testo.size()), w.data(), n);
-    return w;
-}
 
 finestra_aggiornamento::finestra_aggiornamento(piattaforma& p)
     : form(p, *this), termina([](int codice) { ExitProcess(static_cast<UINT>(codice)); }) {}
@@ -91,7 +85,7 @@ void finestra_aggiornamento::crea() {
     const auto& m = form.modello;
     RECT r{0, 0, px(480), px(altezza_form)};
     AdjustWindowRect(&r, stile_form, FALSE);
-    hwnd_ = CreateWindowExW(0, classe_form, testo_finestra(m.caption).c_str(), stile_form, CW_USEDEFAULT,
+    hwnd_ = CreateWindowExW(0, classe_form, da_1252(m.caption).c_str(), stile_form, CW_USEDEFAULT,
                             CW_USEDEFAULT, r.right - r.left, r.bottom - r.top, nullptr, nullptr,
                             istanza, this);
 
@@ -102,7 +96,7 @@ void finestra_aggiornamento::crea() {
                            CLIP_DEFAULT_PRECIS, DEFAULT_QUALITY, DEFAULT_PITCH | FF_SWISS,
                            L"MS Sans Serif");
     auto etichetta_win = [&](int id, const etichetta& e) {
-        HWND h = CreateWindowExW(0, L"STATIC", testo_finestra(e.caption).c_str(),
+        HWND h = CreateWindowExW(0, L"STATIC", da_1252(e.caption).c_str(),
                                  WS_CHILD | SS_CENTER | (e.visible ? WS_VISIBLE : 0), px(e.left), px(e.top),
                                  px(e.width), px(e.height), hwnd_, reinterpret_cast<HMENU>(INT_PTR(id)), istanza,
                                  nullptr);
@@ -117,7 +111,7 @@ void finestra_aggiornamento::crea() {
     barra_ = CreateWindowExW(0, PROGRESS_CLASSW, nullptr, WS_CHILD, px(24), px(96), px(432), px(18), hwnd_,
                              reinterpret_cast<HMENU>(INT_PTR(id_barra)), istanza, nullptr);
     SendMessageW(barra_, PBM_SETRANGE32, 0, 100);
-    pulsante_ = CreateWindowExW(0, L"BUTTON", testo_finestra(m.Command1.caption).c_str(),
+    pulsante_ = CreateWindowExW(0, L"BUTTON", da_1252(m.Command1.caption).c_str(),
                                 WS_CHILD | WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON, px(160), px(292), px(160), px(30),
                                 hwnd_, reinterpret_cast<HMENU>(INT_PTR(id_command1)), istanza, nullptr);
     SendMessageW(pulsante_, WM_SETFONT, reinterpret_cast<WPARAM>(normale_), FALSE);

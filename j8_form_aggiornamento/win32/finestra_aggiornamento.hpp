@@ -52,7 +52,4 @@ private:
     int intervallo_ = 0;
 };
 
-// Windows-1252 bytes to the UTF-16 the window works in.
-std::wstring testo_finestra(const std::string& testo);
-
 }  // namespace j8

@@ -16,7 +16,7 @@
 #include "j8_modulo_aggiornamento/cifrario.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
-#include "piattaforma/piattaforma_copione.hpp"
+#include "mondo_prova/piattaforma_copione/piattaforma_copione.hpp"
 
 namespace j8 {
 namespace {

@@ -16,10 +16,10 @@
 #include <vector>
 
 #include "j8_form_aggiornamento/prove/dati_prova.hpp"
-#include "j8_form_collegamento/regia/regia.hpp"
+#include "mondo_prova/regia/regia.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "mondo_prova/pacchetto/strumento_pacchetto.hpp"
-#include "motore_tabelle/file_locali.hpp"
+#include "comune/file_locali.hpp"
 #include "piattaforma/prove_win/aiuti_wine.hpp"
 #include "risorse/versione.h"
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <exception>
 
+#include "comune/testi_win32.hpp"
+
 namespace j8 {
 
 namespace {
@@ -84,22 +86,6 @@ constexpr WPARAM pallino = 0x25CF;
 
 }  // namespace
 
-std::wstring a_wide(const std::string& testo) {
-    if (testo.empty()) return {};
-    const int n = MultiByteToWideChar(1252, 0, testo.data(), int(testo.size()), nullptr, 0);
-    std::wstring w(n, L'\0');
-    MultiByteToWideChar(1252, 0, testo.data(), int(testo.size()), w.data(), n);
-    return w;
-}
-
-std::string da_wide(const std::wstring& testo) {
-    if (testo.empty()) return {};
-    const int n = WideCharToMultiByte(1252, 0, testo.data(), int(testo.size()), nullptr, 0, nullptr,
-                                      nullptr);
-    std::string s(n, '\0');
-    WideCharToMultiByte(1252, 0, testo.data(), int(testo.size()), s.data(), n, nullptr, nullptr);
-    return s;
-}
 
 void termina_programma(int codice) { ExitProcess(UINT(codice)); }
 
@@ -146,14 +132,14 @@ void finestra_collegamento::crea_controlli() {
 
     auto nuovo = [&](const wchar_t* classe, const std::string& testo, DWORD stile, int x, int y, int w,
                      int h, int id, DWORD stile_ex = 0) {
-        HWND c = CreateWindowExW(stile_ex, classe, a_wide(testo).c_str(), WS_CHILD | WS_VISIBLE | stile,
+        HWND c = CreateWindowExW(stile_ex, classe, da_1252(testo).c_str(), WS_CHILD | WS_VISIBLE | stile,
                                  x, y, w, h, hwnd_, HMENU(INT_PTR(id)), ist, nullptr);
         SendMessageW(c, WM_SETFONT, WPARAM(carattere_), TRUE);
         return c;
     };
 
     // The warning wraps as the system's font wants: as tall as it needs.
-    const std::wstring testo_avviso = a_wide(didascalie_collegamento::Label6);
+    const std::wstring testo_avviso = da_1252(didascalie_collegamento::Label6);
     RECT misura{0, 0, px(larghezza_client - 2 * margine), 0};
     HDC dc = GetDC(hwnd_);
     HGDIOBJ vecchio = SelectObject(dc, grassetto_);
@@ -208,7 +194,7 @@ void finestra_collegamento::leggi_controlli() {
         HWND e = controllo(c.id);
         std::wstring w(size_t(GetWindowTextLengthW(e)) + 1, L'\0');
         w.resize(size_t(GetWindowTextW(e, w.data(), int(w.size()))));
-        *campo_del_modello(form_.modello, c.id) = da_wide(w);
+        *campo_del_modello(form_.modello, c.id) = a_1252(w);
     }
     form_.modello.italiano = IsDlgButtonChecked(hwnd_, id_italiano) == BST_CHECKED;
     form_.modello.inglese = IsDlgButtonChecked(hwnd_, id_inglese) == BST_CHECKED;
@@ -216,7 +202,7 @@ void finestra_collegamento::leggi_controlli() {
 
 void finestra_collegamento::scrivi_controlli() {
     for (const riga_campo& c : campi) {
-        const std::wstring w = a_wide(*campo_del_modello(form_.modello, c.id));
+        const std::wstring w = da_1252(*campo_del_modello(form_.modello, c.id));
         HWND e = controllo(c.id);
         std::wstring ora(size_t(GetWindowTextLengthW(e)) + 1, L'\0');
         ora.resize(size_t(GetWindowTextW(e, ora.data(), int(ora.size()))));
@@ -245,7 +231,7 @@ void finestra_collegamento::evento(F&& f) {
         // report, as a run-time error would.
         // Whatever the error quotes, the password is never shown.
         MessageBoxW(hwnd_,
-                    a_wide(std::string("Errore di esecuzione:\n") +
+                    da_1252(std::string("Errore di esecuzione:\n") +
                            nascondi_password(e.what(), form_.modello.password))
                         .c_str(),
                     L"j8_bbs", MB_OK | MB_ICONERROR);

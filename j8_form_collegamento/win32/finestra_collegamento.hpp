@@ -40,10 +40,6 @@ private:
     bool occupato_ = false;  // an event is running: clicks wait for it
 };
 
-// Windows-1252 bytes to and from the UTF-16 the window works in.
-std::wstring a_wide(const std::string& testo);
-std::string da_wide(const std::wstring& testo);
-
 // Ends the whole program at once, as closing either form does.
 [[noreturn]] void termina_programma(int codice = 0);
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "piattaforma/piattaforma_copione.hpp"
+#include "mondo_prova/piattaforma_copione/piattaforma_copione.hpp"
 
 namespace j8 {
 namespace {

@@ -18,7 +18,7 @@
 
 #include "j8_modulo_aggiornamento/cifrario.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
-#include "piattaforma/piattaforma_copione.hpp"
+#include "mondo_prova/piattaforma_copione/piattaforma_copione.hpp"
 
 namespace j8 {
 namespace {

@@ -28,7 +28,8 @@
 
 #include "j8_modulo_aggiornamento/cifrario.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
-#include "motore_tabelle/file_locali.hpp"
+#include "comune/data_ora.hpp"
+#include "comune/file_locali.hpp"
 
 namespace {
 
@@ -45,12 +46,7 @@ float secondi_da_mezzanotte() {
     using namespace std::chrono;
     auto ora = system_clock::now();
     std::time_t t = system_clock::to_time_t(ora);
-    std::tm locale{};
-#ifdef _WIN32
-    localtime_s(&locale, &t);
-#else
-    localtime_r(&t, &locale);
-#endif
+    const std::tm locale = j8::ora_locale(t);
     auto millesimi = duration_cast<milliseconds>(ora.time_since_epoch()).count() % 1000;
     return static_cast<float>(locale.tm_hour * 3600 + locale.tm_min * 60 + locale.tm_sec) +
            static_cast<float>(millesimi) / 1000.0f;

@@ -2,6 +2,8 @@
 
 #include <zlib.h>
 
+#include "comune/testi_comuni.hpp"
+
 #include <algorithm>
 #include <cctype>
 #include <fstream>
@@ -97,11 +99,6 @@ std::string decomprimi(std::string_view compressi, std::size_t attesi, const std
     inflateEnd(&z);
     if (!completo) danneggiato("i dati compressi di \"" + nome + "\" non sono leggibili");
     return uscita;
-}
-
-std::string minuscolo(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
 }
 
 std::string testo_percorso(const std::filesystem::path& p) {

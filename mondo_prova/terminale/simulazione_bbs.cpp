@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "comune/testi_comuni.hpp"
+
 namespace j8::prova {
 
 namespace {
@@ -28,12 +30,6 @@ char maiuscola(char c) { return (c >= 'a' && c <= 'z') ? static_cast<char>(c - '
 std::string maiuscole(std::string s) {
     for (char& c : s) c = maiuscola(c);
     return s;
-}
-
-std::string senza_spazi(const std::string& s) {
-    const std::size_t primo = s.find_first_not_of(' ');
-    if (primo == std::string::npos) return "";
-    return s.substr(primo, s.find_last_not_of(' ') - primo + 1);
 }
 
 std::vector<std::string> parole(const std::string& s) {

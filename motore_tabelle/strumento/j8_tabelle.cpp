@@ -16,7 +16,7 @@
 #include <io.h>
 #endif
 
-#include "motore_tabelle/file_locali.hpp"
+#include "comune/file_locali.hpp"
 #include "motore_tabelle/motore_tabelle.hpp"
 
 namespace {

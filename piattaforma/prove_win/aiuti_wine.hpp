@@ -11,6 +11,8 @@
 #include <sstream>
 #include <string>
 
+#include "comune/testi_comuni.hpp"
+
 namespace j8::wine {
 
 // Polls `vero` for up to `secondi`: real windows answer when they can.
@@ -72,9 +74,7 @@ inline std::map<std::string, std::string> contenuto(const std::filesystem::path&
     std::map<std::string, std::string> esito;
     for (const auto& voce : std::filesystem::directory_iterator(d)) {
         if (!voce.is_regular_file()) continue;
-        std::string nome = voce.path().filename().string();
-        for (char& c : nome) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        esito[nome] = leggi(voce.path());
+        esito[minuscolo(voce.path().filename().string())] = leggi(voce.path());
     }
     return esito;
 }

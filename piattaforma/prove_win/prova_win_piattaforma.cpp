@@ -5,50 +5,16 @@
 #include <algorithm>
 #include <set>
 
-#include "j8_form_aggiornamento/manda_tasto.hpp"
-#include "j8_modulo_aggiornamento/finestre.hpp"
-#include "piattaforma/piattaforma_copione.hpp"  // componi_data_ora
+#include "comune/data_ora.hpp"
 #include "piattaforma/prove_win/aiuti_wine.hpp"
+#include "piattaforma/prove_win/finestra_vera.hpp"
 #include "piattaforma/win32/piattaforma_win32.hpp"
 
 namespace j8 {
 namespace {
 
 using wine::entro;
-
-class finestra_vera : public ::testing::Test {
-protected:
-    void SetUp() override {
-        task = p.avvia_programma(p.direttorio_programma() + "\\programma_prova.exe");
-        titolo = "Prova j8 [" + std::to_string(task) + "]";
-        ASSERT_TRUE(entro(10, [&] { return trova() != 0; })) << titolo;
-        ASSERT_TRUE(p.attiva_task(task));
-    }
-    void TearDown() override {
-        if (maniglia h = trova()) {
-            PostMessageW(reinterpret_cast<HWND>(h), WM_CLOSE, 0, 0);
-            entro(5, [&] { return trova() == 0; });
-        }
-    }
-    maniglia trova() {
-        for (const finestra& f : p.finestre())
-            if (f.titolo == titolo) return f.handle;
-        return 0;
-    }
-    std::string testo_dell_edit() {
-        for (const finestra& f : p.figli(trova()))
-            if (minuscolo(f.classe) == "edit") return f.titolo;
-        return "<nessun edit>";
-    }
-    static std::string minuscolo(std::string s) {
-        std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return std::tolower(c); });
-        return s;
-    }
-
-    piattaforma_win32 p;
-    std::uint32_t task = 0;
-    std::string titolo;
-};
+using wine::finestra_vera;
 
 TEST_F(finestra_vera, scrive_seleziona_copia_dal_menu_e_legge_gli_appunti) {
     EXPECT_EQ(GetForegroundWindow(), reinterpret_cast<HWND>(trova()));
@@ -86,37 +52,6 @@ TEST_F(finestra_vera, scrive_seleziona_copia_dal_menu_e_legge_gli_appunti) {
     GetWindowTextW(straniera, rimasto, 64);
     EXPECT_EQ(std::wstring(rimasto), L"straniera");
     DestroyWindow(straniera);
-}
-
-TEST_F(finestra_vera, trova_finestre_e_figli_e_chiude_dal_menu) {
-    enumera_finestre(p);
-    const auto trovata = std::find_if(elenco_finestre.begin(), elenco_finestre.end(),
-                                      [&](const voce_finestra& f) { return f.titolo == titolo; });
-    ASSERT_NE(trovata, elenco_finestre.end());
-    EXPECT_EQ(trovata->classe, "J8ProgrammaProva");
-    enumera_figli(p, trovata->handle);
-    EXPECT_EQ(conteggio_figli, 2);
-
-    EXPECT_TRUE(manda_tasto(p, "x", "Prova j8 [", 0, "X"));
-    EXPECT_TRUE(manda_tasto(p, "y", titolo, 10, "Pronto per la prova"));
-    EXPECT_FALSE(manda_tasto(p, "z", titolo, 0.5, "Nessun figlio cos\xec"));
-    EXPECT_TRUE(entro(5, [&] { return testo_dell_edit() == "xyz"; })) << testo_dell_edit();
-
-    // A foreign window in front, then back by task id and by title.
-    HWND h = reinterpret_cast<HWND>(trova());
-    EXPECT_TRUE(p.attiva_titolo(titolo));
-    EXPECT_EQ(GetForegroundWindow(), h);
-
-    p.manda_tasti("%fe");
-    EXPECT_TRUE(entro(5, [&] { return trova() == 0; }));
-    HANDLE processo = OpenProcess(SYNCHRONIZE, FALSE, task);
-    if (processo) {
-        EXPECT_EQ(WaitForSingleObject(processo, 5000), WAIT_OBJECT_0);
-        CloseHandle(processo);
-    }
-    EXPECT_FALSE(p.attiva_task(task));
-    // Its program ended: keys for it are refused, not typed elsewhere.
-    EXPECT_THROW(p.manda_tasti_a(task, "abc"), errore_destinazione);
 }
 
 TEST(piattaforma_win32_tasti, tastiera_italiana_chiede_altgr_per_chiocciola_e_quadre) {
@@ -159,7 +94,7 @@ TEST(piattaforma_win32_orologio, ore_e_data_coerenti) {
     const double frazione = (d - static_cast<long>(d)) * 86400;
     EXPECT_TRUE(std::abs(frazione - s) < 2 || std::abs(frazione - s) > 86398);
     const data_ora prima = p.adesso();
-    attendi_secondi(p, 0.3);
+    p.pausa(0.3);
     EXPECT_GE((p.adesso() - prima) * 86400, 0.25);
 }
 

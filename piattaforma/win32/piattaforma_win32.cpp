@@ -6,35 +6,14 @@
 #include <memory>
 #include <cctype>
 
-#include "piattaforma/piattaforma_copione.hpp"  // componi_data_ora
+#include "comune/testi_comuni.hpp"
+#include "comune/file_locali.hpp"
+#include "comune/testi_win32.hpp"
 #include "piattaforma/tasti.hpp"
 
 namespace j8 {
 
 namespace {
-
-std::string minuscolo(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
-}
-
-std::wstring da_1252(const std::string& s) {
-    if (s.empty()) return {};
-    std::wstring w(s.size(), L'\0');
-    const int n = MultiByteToWideChar(1252, 0, s.data(), static_cast<int>(s.size()), w.data(),
-                                      static_cast<int>(w.size()));
-    w.resize(n > 0 ? n : 0);
-    return w;
-}
-
-std::string a_1252(const std::wstring& w) {
-    if (w.empty()) return {};
-    const int n = WideCharToMultiByte(1252, 0, w.data(), static_cast<int>(w.size()), nullptr, 0,
-                                      "?", nullptr);
-    std::string s(n > 0 ? n : 0, '\0');
-    WideCharToMultiByte(1252, 0, w.data(), static_cast<int>(w.size()), s.data(), n, "?", nullptr);
-    return s;
-}
 
 [[noreturn]] void fallisce(const std::string& percorso) {
     throw errore_file(percorso, problema_file(GetLastError()));
@@ -247,24 +226,6 @@ std::string senza_barra_finale(std::string p) {
 }
 
 }  // namespace
-
-std::string problema_file(unsigned long codice) {
-    switch (codice) {
-        case ERROR_FILE_NOT_FOUND: return "file non trovato";
-        case ERROR_PATH_NOT_FOUND: case ERROR_INVALID_NAME: case ERROR_BAD_PATHNAME:
-        case ERROR_INVALID_DRIVE: case ERROR_DIRECTORY:
-            return "percorso non trovato";
-        case ERROR_ACCESS_DENIED: return "accesso negato";
-        case ERROR_SHARING_VIOLATION: case ERROR_LOCK_VIOLATION:
-            return "file in uso da un altro programma";
-        case ERROR_DISK_FULL: case ERROR_HANDLE_DISK_FULL: return "disco pieno";
-        case ERROR_ALREADY_EXISTS: case ERROR_FILE_EXISTS: return "file gi\xe0 esistente";
-        case ERROR_DIR_NOT_EMPTY: return "direttorio non vuoto";
-        case ERROR_WRITE_PROTECT: return "disco protetto da scrittura";
-        case ERROR_NOT_READY: return "unit\xe0 non pronta";
-        default: return "errore di accesso al file (codice " + std::to_string(codice) + ")";
-    }
-}
 
 // --- programs, windows, keys ------------------------------------------------
 
@@ -509,48 +470,7 @@ void piattaforma_win32::scrivi_file(const std::string& percorso, const std::stri
 
 void piattaforma_win32::scrivi_a_blocchi(const std::string& percorso,
                                          const std::function<void(const ricevi_blocco&)>& produci) {
-    const std::string provvisorio = percorso + suffisso_scrittura;
-    HANDLE f = CreateFileA(provvisorio.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                           FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (f == INVALID_HANDLE_VALUE) fallisce(percorso);
-    bool riuscito = true;
-    DWORD errore = 0;
-    try {
-        produci([&](std::string_view contenuto) {
-            std::size_t scritti_tutti = 0;
-            while (riuscito && scritti_tutti < contenuto.size()) {
-                DWORD scritti = 0;
-                const DWORD blocco =
-                    static_cast<DWORD>(std::min<std::size_t>(contenuto.size() - scritti_tutti, 1 << 20));
-                riuscito = WriteFile(f, contenuto.data() + scritti_tutti, blocco, &scritti, nullptr) && scritti == blocco;
-                if (!riuscito) errore = GetLastError();
-                scritti_tutti += scritti;
-            }
-        });
-    } catch (...) {
-        CloseHandle(f);
-        DeleteFileA(provvisorio.c_str());
-        throw;
-    }
-    // On disk before it takes the file's name: after a power cut the file
-    // is the old one or the whole new one, never a name over empty blocks.
-    if (riuscito && !FlushFileBuffers(f)) {
-        riuscito = false;
-        errore = GetLastError();
-    }
-    if (!CloseHandle(f) && riuscito) {
-        riuscito = false;
-        errore = GetLastError();
-    }
-    if (riuscito && !MoveFileExA(provvisorio.c_str(), percorso.c_str(),
-                                 MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        riuscito = false;
-        errore = GetLastError();
-    }
-    if (!riuscito) {
-        DeleteFileA(provvisorio.c_str());
-        throw errore_file(percorso, problema_file(errore ? errore : ERROR_DISK_FULL));
-    }
+    scrivi_atomicamente(percorso, produci);
 }
 
 void piattaforma_win32::sostituisci_file(const std::string& da, const std::string& a) {
@@ -560,16 +480,8 @@ void piattaforma_win32::sostituisci_file(const std::string& da, const std::strin
     }
 }
 
-namespace {
-std::string chiave_tenuto(const std::string& percorso) {
-    std::string k = percorso;
-    for (char& c : k) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return k;
-}
-}  // namespace
-
 bool piattaforma_win32::tieni_aperto(const std::string& percorso) {
-    const std::string k = chiave_tenuto(percorso);
+    const std::string k = minuscolo(percorso);
     if (tenuti_.count(k)) return true;
     // Read by others, never written, renamed or deleted while held; a
     // second holder asks for write access and is refused.
@@ -581,7 +493,7 @@ bool piattaforma_win32::tieni_aperto(const std::string& percorso) {
 }
 
 void piattaforma_win32::rilascia(const std::string& percorso) {
-    const auto i = tenuti_.find(chiave_tenuto(percorso));
+    const auto i = tenuti_.find(minuscolo(percorso));
     if (i == tenuti_.end()) return;
     CloseHandle(i->second);
     tenuti_.erase(i);

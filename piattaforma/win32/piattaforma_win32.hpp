@@ -6,6 +6,7 @@
 #include <map>
 #include <string>
 
+#include "comune/file_locali.hpp"
 #include "piattaforma/piattaforma.hpp"
 
 namespace j8 {
@@ -62,8 +63,5 @@ private:
 // shares and keeps it until the process ends. False when another process
 // holds it already.
 bool prima_istanza();
-
-// The Italian name of a Win32 file error, as errore_file carries it.
-std::string problema_file(unsigned long codice);
 
 }  // namespace j8

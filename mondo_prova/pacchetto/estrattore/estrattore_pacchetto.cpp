@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "comune/testi_win32.hpp"
 #include "mondo_prova/pacchetto/archivio_zip.hpp"
 #include "mondo_prova/pacchetto/estrattore/estrattore_pacchetto.h"
 
 namespace {
 
+using j8::da_1252;
 using j8::pacchetto::errore_zip;
 using j8::pacchetto::voce_zip;
 
@@ -21,14 +23,6 @@ struct stato_estrattore {
     std::vector<voce_zip> voci;
     UINT pulsante_predefinito = IDC_UNZIP;
 };
-
-std::wstring da_1252(const std::string& testo) {
-    if (testo.empty()) return {};
-    const int n = MultiByteToWideChar(1252, 0, testo.data(), static_cast<int>(testo.size()), nullptr, 0);
-    std::wstring w(static_cast<std::size_t>(n), L'\0');
-    MultiByteToWideChar(1252, 0, testo.data(), static_cast<int>(testo.size()), w.data(), n);
-    return w;
-}
 
 std::wstring percorso_proprio() {
     std::wstring nome(MAX_PATH, L'\0');

@@ -1,7 +1,7 @@
 #pragma once
-// The few file operations the table engine needs. The update run hands the
-// engine its platform (so every file step can be watched and failed in
-// tests); the command-line tools hand it a plain local implementation.
+// The file operations every layer needs. The update run hands the engine
+// and the settings module its platform (so every file step can be watched
+// and failed in tests); the command-line tools hand them file_locali.
 
 #include <functional>
 #include <stdexcept>
@@ -9,6 +9,10 @@
 #include <string_view>
 
 namespace j8 {
+
+// scrivi_file writes "<file>" + this suffix first and then puts it in
+// place; a process killed in between leaves that file behind.
+inline constexpr const char* suffisso_scrittura = ".j8tmp";
 
 // A failing file step. The text is Italian and names the file, so the
 // update run can show it to the pharmacist as it stands.

@@ -1,9 +1,10 @@
-#include "piattaforma/piattaforma_copione.hpp"
+#include "mondo_prova/piattaforma_copione/piattaforma_copione.hpp"
 
 #include <algorithm>
 #include <cctype>
 #include <cmath>
 
+#include "comune/testi_comuni.hpp"
 #include "piattaforma/tasti.hpp"
 
 namespace j8 {
@@ -11,11 +12,6 @@ namespace j8 {
 namespace {
 
 constexpr double secondi_al_giorno = 86400.0;
-
-std::string minuscolo(std::string s) {
-    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return s;
-}
 
 bool radice(const std::string& completo) { return completo.size() == 3 && completo[1] == ':'; }
 
@@ -62,20 +58,6 @@ const std::string accesso_negato = "accesso negato";
 const std::string gia_esistente = "file gi\xe0 esistente";
 
 }  // namespace
-
-data_ora componi_data_ora(int anno, int mese, int giorno, int ore, int minuti, double secondi) {
-    // Days from the civil date (proleptic Gregorian) to 30/12/1899.
-    auto giorni = [](int a, int m, int g) {
-        a -= m <= 2;
-        const int era = (a >= 0 ? a : a - 399) / 400;
-        const int aoe = a - era * 400;
-        const int doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + g - 1;
-        const int doe = aoe * 365 + aoe / 4 - aoe / 100 + doy;
-        return era * 146097 + doe;
-    };
-    return giorni(anno, mese, giorno) - giorni(1899, 12, 30) +
-           (ore * 3600.0 + minuti * 60.0 + secondi) / secondi_al_giorno;
-}
 
 piattaforma_copione::piattaforma_copione(data_ora inizio) : secondi_(inizio * secondi_al_giorno) {
     crea_cartelle(programma_);

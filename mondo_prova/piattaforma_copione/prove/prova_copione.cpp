@@ -1,4 +1,4 @@
-#include "piattaforma/piattaforma_copione.hpp"
+#include "mondo_prova/piattaforma_copione/piattaforma_copione.hpp"
 
 #include <gtest/gtest.h>
 

@@ -29,10 +29,6 @@ constexpr std::uint32_t sola_lettura = 0x01, nascosto = 0x02, sistema = 0x04,
                         direttorio = 0x10, archivio = 0x20;
 }
 
-// Days since 30/12/1899 for a calendar date and time of day.
-data_ora componi_data_ora(int anno, int mese, int giorno, int ore = 0, int minuti = 0,
-                          double secondi = 0);
-
 // The process killed (power cut, task manager) at a file operation. Not a
 // std::exception on purpose: the program's own handlers must never catch
 // it, so a test sees the run stop dead where the kill fell.

@@ -1,0 +1,196 @@
+#include "comune/file_locali.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <fstream>
+#include <sstream>
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace j8 {
+
+namespace {
+
+std::string descrivi_errno(int e) {
+    switch (e) {
+        case ENOENT: return "file non trovato";
+        case EACCES:
+        case EPERM:
+        case EROFS: return "accesso negato";
+        case ENOSPC: return "disco pieno";
+        case EISDIR: return "e' un direttorio, non un file";
+        default: return std::string("errore di sistema (") + std::strerror(e) + ")";
+    }
+}
+
+}  // namespace
+
+#ifdef _WIN32
+
+std::string problema_file(unsigned long codice) {
+    switch (codice) {
+        case ERROR_FILE_NOT_FOUND: return "file non trovato";
+        case ERROR_PATH_NOT_FOUND: case ERROR_INVALID_NAME: case ERROR_BAD_PATHNAME:
+        case ERROR_INVALID_DRIVE: case ERROR_DIRECTORY:
+            return "percorso non trovato";
+        case ERROR_ACCESS_DENIED: return "accesso negato";
+        case ERROR_SHARING_VIOLATION: case ERROR_LOCK_VIOLATION:
+            return "file in uso da un altro programma";
+        case ERROR_DISK_FULL: case ERROR_HANDLE_DISK_FULL: return "disco pieno";
+        case ERROR_ALREADY_EXISTS: case ERROR_FILE_EXISTS: return "file gi\xe0 esistente";
+        case ERROR_DIR_NOT_EMPTY: return "direttorio non vuoto";
+        case ERROR_WRITE_PROTECT: return "disco protetto da scrittura";
+        case ERROR_NOT_READY: return "unit\xe0 non pronta";
+        default: return "errore di accesso al file (codice " + std::to_string(codice) + ")";
+    }
+}
+
+void scrivi_atomicamente(const std::string& percorso,
+                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci) {
+    const std::string provvisorio = percorso + suffisso_scrittura;
+    HANDLE f = CreateFileA(provvisorio.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                           FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (f == INVALID_HANDLE_VALUE) throw errore_file(percorso, problema_file(GetLastError()));
+    bool riuscito = true;
+    DWORD errore = 0;
+    try {
+        produci([&](std::string_view contenuto) {
+            std::size_t scritti_tutti = 0;
+            while (riuscito && scritti_tutti < contenuto.size()) {
+                DWORD scritti = 0;
+                const DWORD blocco =
+                    static_cast<DWORD>(std::min<std::size_t>(contenuto.size() - scritti_tutti, 1 << 20));
+                riuscito = WriteFile(f, contenuto.data() + scritti_tutti, blocco, &scritti, nullptr) && scritti == blocco;
+                if (!riuscito) errore = GetLastError();
+                scritti_tutti += scritti;
+            }
+        });
+    } catch (...) {
+        CloseHandle(f);
+        DeleteFileA(provvisorio.c_str());
+        throw;
+    }
+    // On disk before it takes the file's name: after a power cut the file
+    // is the old one or the whole new one, never a name over empty blocks.
+    if (riuscito && !FlushFileBuffers(f)) {
+        riuscito = false;
+        errore = GetLastError();
+    }
+    if (!CloseHandle(f) && riuscito) {
+        riuscito = false;
+        errore = GetLastError();
+    }
+    if (riuscito && !MoveFileExA(provvisorio.c_str(), percorso.c_str(),
+                                 MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+        riuscito = false;
+        errore = GetLastError();
+    }
+    if (!riuscito) {
+        DeleteFileA(provvisorio.c_str());
+        throw errore_file(percorso, problema_file(errore ? errore : ERROR_DISK_FULL));
+    }
+}
+
+#else
+
+void scrivi_atomicamente(const std::string& percorso,
+                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci) {
+    const std::string provvisorio = percorso + suffisso_scrittura;
+    std::FILE* f = std::fopen(provvisorio.c_str(), "wb");
+    if (!f) throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(errno));
+    bool ok = true;
+    int e = 0;
+    try {
+        produci([&](std::string_view b) {
+            if (ok && std::fwrite(b.data(), 1, b.size(), f) != b.size()) {
+                ok = false;
+                e = errno;
+            }
+        });
+    } catch (...) {
+        std::fclose(f);
+        std::remove(provvisorio.c_str());
+        throw;
+    }
+    if (ok && (std::fflush(f) != 0 || fsync(fileno(f)) != 0)) {
+        ok = false;
+        e = errno;
+    }
+    if (std::fclose(f) != 0 && ok) {
+        ok = false;
+        e = errno;
+    }
+    if (!ok) {
+        std::remove(provvisorio.c_str());
+        throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(e));
+    }
+    if (std::rename(provvisorio.c_str(), percorso.c_str()) != 0) {
+        e = errno;
+        std::remove(provvisorio.c_str());
+        throw errore_file(percorso, "impossibile sostituire il file, " + descrivi_errno(e));
+    }
+}
+
+#endif
+
+bool file_locali::esiste_file(const std::string& percorso) {
+    std::error_code ec;
+    return std::filesystem::is_regular_file(percorso, ec);
+}
+
+std::string file_locali::leggi_file(const std::string& percorso) {
+    std::string dati;
+    // Sized up front: large files are read without growing the buffer.
+    std::error_code ec;
+    auto dimensione = std::filesystem::file_size(percorso, ec);
+    if (!ec) dati.reserve(static_cast<size_t>(dimensione) + 1);
+    leggi_a_blocchi(percorso, [&](std::string_view b) { dati.append(b); });
+    return dati;
+}
+
+void file_locali::leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(percorso, ec)) throw errore_file(percorso, descrivi_errno(EISDIR));
+    std::FILE* f = std::fopen(percorso.c_str(), "rb");
+    if (!f) throw errore_file(percorso, "impossibile leggere il file, " + descrivi_errno(errno));
+    std::unique_ptr<char[]> blocco(new char[1 << 20]);
+    size_t letti;
+    try {
+        while ((letti = std::fread(blocco.get(), 1, 1 << 20, f)) > 0) ricevi(std::string_view(blocco.get(), letti));
+    } catch (...) {
+        std::fclose(f);
+        throw;
+    }
+    bool errore = std::ferror(f);
+    std::fclose(f);
+    if (errore) throw errore_file(percorso, "errore di lettura");
+}
+
+void file_locali::scrivi_file(const std::string& percorso, const std::string& contenuto) {
+    scrivi_a_blocchi(percorso, [&](const ricevi_blocco& scrivi) { scrivi(contenuto); });
+}
+
+void file_locali::scrivi_a_blocchi(const std::string& percorso,
+                                   const std::function<void(const ricevi_blocco&)>& produci) {
+    scrivi_atomicamente(percorso, produci);
+}
+
+void file_locali::cancella_file(const std::string& percorso) {
+    if (std::remove(percorso.c_str()) != 0)
+        throw errore_file(percorso, "impossibile cancellare il file, " + descrivi_errno(errno));
+}
+
+void file_locali::rinomina_file(const std::string& da, const std::string& a) {
+    if (std::rename(da.c_str(), a.c_str()) != 0)
+        throw errore_file(da, "impossibile rinominare il file in " + a + ", " + descrivi_errno(errno));
+}
+
+}  // namespace j8

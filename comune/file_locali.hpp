@@ -1,0 +1,34 @@
+#pragma once
+// The local disk: the atomic write every real file_tabelle uses, and
+// file_tabelle on it for the command-line tools and tests.
+
+#include "comune/file_tabelle.hpp"
+
+namespace j8 {
+
+// Writes what `produci` hands its sink to "<percorso>" + suffisso_scrittura,
+// puts it on disk and only then renames it over `percorso`: after a failure
+// or a power cut the file is the old one or the whole new one, never a name
+// over empty blocks. A failure removes the temporary file and throws
+// errore_file naming `percorso`.
+void scrivi_atomicamente(const std::string& percorso,
+                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci);
+
+#ifdef _WIN32
+// The Italian name of a Win32 file error, as errore_file carries it.
+std::string problema_file(unsigned long codice);
+#endif
+
+class file_locali : public file_tabelle {
+public:
+    bool esiste_file(const std::string& percorso) override;
+    std::string leggi_file(const std::string& percorso) override;
+    void scrivi_file(const std::string& percorso, const std::string& contenuto) override;
+    void leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) override;
+    void scrivi_a_blocchi(const std::string& percorso,
+                          const std::function<void(const ricevi_blocco&)>& produci) override;
+    void cancella_file(const std::string& percorso) override;
+    void rinomina_file(const std::string& da, const std::string& a) override;
+};
+
+}  // namespace j8
