@@ -2,7 +2,7 @@
 
 #include <commctrl.h>
 
-#include "comune/testi_win32.hpp"
+#include "comune/aiuti_win32.hpp"
 
 #include <cstdio>
 #include <vector>
@@ -18,18 +18,6 @@ constexpr int altezza_form = 340;  // client area without the report
 // Children clipped: the form growing for the report must not paint over its labels.
 const DWORD stile_form = WS_OVERLAPPED | WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX | WS_CLIPCHILDREN;
 constexpr UINT_PTR id_timer1 = 1;
-
-// Sizes are pixels at 96 dpi; the programs declare themselves DPI aware
-// (system), so the form grows with the system's DPI.
-int px(int valore) {
-    static const int dpi = [] {
-        HDC dc = GetDC(nullptr);
-        const int d = GetDeviceCaps(dc, LOGPIXELSY);
-        ReleaseDC(nullptr, dc);
-        return d > 0 ? d : 96;
-    }();
-    return MulDiv(valore, dpi, 96);
-}
 
 COLORREF colore_di(std::uint32_t valore) { return static_cast<COLORREF>(valore); }
 

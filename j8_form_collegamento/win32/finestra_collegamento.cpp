@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <exception>
 
-#include "comune/testi_win32.hpp"
+#include "comune/aiuti_win32.hpp"
 
 namespace j8 {
 
@@ -59,18 +59,6 @@ std::string* campo_del_modello(modello_collegamento& m, int id) {
         case id_t_direttorio_tabelle: return &m.t_direttorio_tabelle;
     }
     return nullptr;
-}
-
-// Layout, in pixels at 96 dpi; the program declares itself DPI aware
-// (system), so px() grows it with the system's DPI.
-int px(int valore) {
-    static const int dpi = [] {
-        HDC dc = GetDC(nullptr);
-        const int d = GetDeviceCaps(dc, LOGPIXELSY);
-        ReleaseDC(nullptr, dc);
-        return d > 0 ? d : 96;
-    }();
-    return MulDiv(valore, dpi, 96);
 }
 
 constexpr int margine = 16;

@@ -8,7 +8,7 @@
 
 #include "comune/testi_comuni.hpp"
 #include "comune/file_locali.hpp"
-#include "comune/testi_win32.hpp"
+#include "comune/aiuti_win32.hpp"
 #include "piattaforma/tasti.hpp"
 
 namespace j8 {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "comune/testi_win32.hpp"
+#include "comune/aiuti_win32.hpp"
 #include "mondo_prova/pacchetto/archivio_zip.hpp"
 #include "mondo_prova/pacchetto/estrattore/estrattore_pacchetto.h"
 

@@ -1,5 +1,6 @@
 #pragma once
-// Windows-1252 <-> UTF-16 for the Win32 calls (Windows only).
+// For the Win32 calls (Windows only): texts in Windows-1252 <-> UTF-16,
+// and window sizes at the system's DPI.
 
 #include <windows.h>
 
@@ -23,6 +24,18 @@ inline std::string a_1252(const std::wstring& testo) {
     std::string s(static_cast<std::size_t>(n > 0 ? n : 0), '\0');
     WideCharToMultiByte(1252, 0, testo.data(), static_cast<int>(testo.size()), s.data(), n, "?", nullptr);
     return s;
+}
+
+// Sizes are pixels at 96 dpi; the programs declare themselves DPI aware
+// (system), so their forms grow with the system's DPI.
+inline int px(int valore) {
+    static const int dpi = [] {
+        HDC dc = GetDC(nullptr);
+        const int d = GetDeviceCaps(dc, LOGPIXELSY);
+        ReleaseDC(nullptr, dc);
+        return d > 0 ? d : 96;
+    }();
+    return MulDiv(valore, dpi, 96);
 }
 
 }  // namespace j8
