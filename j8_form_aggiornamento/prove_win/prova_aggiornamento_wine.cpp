@@ -2,6 +2,7 @@
 // self-extracting packages, the form shown, the extractor driven by
 // keystrokes. The result must match, byte for byte, what the j8_tabelle
 // tool makes from the same update files.
+#include <cstdio>
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -364,7 +365,11 @@ TEST_F(aggiornamento_wine, DISABLED_corsa_da_uccidere) {
     finestra.carica_nascosto();
     finestra.mostra();
     finestra.esegui_aggiornamento();
-    // Never reached in time: the parent kills the process first.
+    // Never reached in time: the parent kills the process first. If it is,
+    // what the run said tells the parent's failure why.
+    std::printf("corsa finita: %s\n", finestra.form.modello.Label1.caption.c_str());
+    for (const std::string& m : p.messaggi) std::printf("messaggio: %s\n", m.c_str());
+    std::fflush(stdout);
     Sleep(60000);
 }
 
@@ -373,30 +378,36 @@ TEST_F(aggiornamento_wine, DISABLED_corsa_da_uccidere) {
 // next start puts the tables back as they were and says so once; then a
 // normal run completes.
 TEST_F(aggiornamento_wine, processo_ucciso_a_meta_tabelle_rimesse_all_avvio) {
-    ASSERT_NO_FATAL_FAILURE(prepara(2));
-    const std::string impostazioni_prima = leggi(config / "j8_bbs_config.txt");
     const fs::path giornale = "c:\\j8\\ripristino_aggiornamento\\elenco_ripristino.txt";
-
-    wchar_t proprio[MAX_PATH];
-    GetModuleFileNameW(nullptr, proprio, MAX_PATH);
-    std::wstring riga = L"\"" + std::wstring(proprio) +
-                        L"\" --gtest_also_run_disabled_tests "
-                        L"--gtest_filter=aggiornamento_wine.DISABLED_corsa_da_uccidere";
-    STARTUPINFOW si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    ASSERT_TRUE(CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
-    CloseHandle(pi.hThread);
-    // Wait until the journal names a table of the copy-back: from then on
-    // the tables directory is half-updated.
+    std::string impostazioni_prima;
     bool a_meta = false;
-    for (int i = 0; i < 1200 && !a_meta; ++i) {
-        if (WaitForSingleObject(pi.hProcess, 50) == WAIT_OBJECT_0) break;
-        a_meta = leggi(giornale).find("file=1 atc.tda") != std::string::npos;
+    // Under a heavy load the run in the child has been seen, rarely, to end
+    // before the copy-back; it prints what it said, and one more try is made.
+    for (int prova = 0; prova < 2 && !a_meta; ++prova) {
+        ASSERT_NO_FATAL_FAILURE(prepara(2));
+        impostazioni_prima = leggi(config / "j8_bbs_config.txt");
+
+        wchar_t proprio[MAX_PATH];
+        GetModuleFileNameW(nullptr, proprio, MAX_PATH);
+        std::wstring riga = L"\"" + std::wstring(proprio) +
+                            L"\" --gtest_also_run_disabled_tests "
+                            L"--gtest_filter=aggiornamento_wine.DISABLED_corsa_da_uccidere";
+        STARTUPINFOW si{};
+        si.cb = sizeof si;
+        PROCESS_INFORMATION pi{};
+        ASSERT_TRUE(CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
+        CloseHandle(pi.hThread);
+        // Wait until the journal names a table of the copy-back: from then on
+        // the tables directory is half-updated.
+        for (int i = 0; i < 1200 && !a_meta; ++i) {
+            if (WaitForSingleObject(pi.hProcess, 50) == WAIT_OBJECT_0) break;
+            a_meta = leggi(giornale).find("file=1 atc.tda") != std::string::npos;
+        }
+        TerminateProcess(pi.hProcess, 9);
+        WaitForSingleObject(pi.hProcess, 10000);
+        CloseHandle(pi.hProcess);
+        if (!a_meta) std::printf("la corsa non ha raggiunto la copia delle tabelle (prova %d)\n", prova + 1);
     }
-    TerminateProcess(pi.hProcess, 9);
-    WaitForSingleObject(pi.hProcess, 10000);
-    CloseHandle(pi.hProcess);
     ASSERT_TRUE(a_meta) << "the run never reached the copy-back";
     // An extractor the run had started goes with it.
     for (int i = 0; i < 20; ++i) {
