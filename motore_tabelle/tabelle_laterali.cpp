@@ -16,33 +16,37 @@ template <std::size_t W>
 class fusione_ordinata {
 public:
     fusione_ordinata(tabella_righe<W>& tab, campo chiave, campo seconda, bool principi)
-        : tab_(tab), R_(tab.voci, chiave, seconda), k_(chiave), s_(seconda), principi_(principi) {}
+        : tab_(tab),
+          righe_(tab.voci, chiave, seconda),
+          campo_chiave_(chiave),
+          campo_seconda_(seconda),
+          principi_(principi) {}
     // Applies one update line (a record without `stato`); true when it
     // replaced a record, false when it was inserted.
     bool applica(std::string_view linea) {
         riga_fissa<W> u;
         std::memcpy(u.c.data() + 3, linea.data(), linea.size());
         impronta_pronta_ = false;
-        const std::int64_t ultimo = static_cast<std::int64_t>(R_.size());
+        const std::int64_t ultimo = static_cast<std::int64_t>(righe_.size());
         std::int64_t basso = 1, alto = ultimo;
         bisezione(u, basso, alto);
         std::int64_t posizione = scorri(u, basso, principi_ ? alto : ultimo);
         if (posizione == -1) posizione = alto + 1;
         if (posizione == 0) return true;
         std::memcpy(u.c.data(), "000", 3);
-        R_.inserisci(static_cast<std::size_t>(posizione - 1), tab_.copia(u.riga()));
+        righe_.inserisci(static_cast<std::size_t>(posizione - 1), tab_.copia(u.riga()));
         return false;
     }
-    void finisci() { R_.riversa(tab_.voci); }
+    void finisci() { righe_.riversa(tab_.voci); }
 
 private:
     std::string_view chiave(std::int64_t k) {
-        return tabella_righe<W>::campo_di(R_[static_cast<std::size_t>(k - 1)], k_, a1_);
+        return tabella_righe<W>::campo_di(righe_[static_cast<std::size_t>(k - 1)], campo_chiave_, appoggio_1_);
     }
     void bisezione(const riga_fissa<W>& u, std::int64_t& basso, std::int64_t& alto) {
         std::int64_t medio = (basso + alto) / 2;
         while (alto - basso > 10) {
-            int c = confronta_testi(u[k_], chiave(medio));
+            int c = confronta_testi(u[campo_chiave_], chiave(medio));
             if (c > 0) {
                 basso = medio;
                 medio = (basso + alto) / 2;
@@ -54,7 +58,7 @@ private:
                 basso = medio;
             } else {
                 alto = medio;
-                torna_al_primo(u[k_], basso, alto);
+                torna_al_primo(u[campo_chiave_], basso, alto);
             }
         }
     }
@@ -63,10 +67,10 @@ private:
     void torna_al_primo(std::string_view km, std::int64_t& basso, std::int64_t& alto) {
         std::int64_t k = alto;
         while (k >= 1) {
-            const std::size_t b = R_.blocco_di(static_cast<std::size_t>(k - 1));
-            if (R_.tutto_almeno(b, km)) {
-                basso = alto = static_cast<std::int64_t>(R_.inizio(b)) + 1;
-                k = static_cast<std::int64_t>(R_.inizio(b));
+            const std::size_t b = righe_.blocco_di(static_cast<std::size_t>(k - 1));
+            if (righe_.tutto_almeno(b, km)) {
+                basso = alto = static_cast<std::int64_t>(righe_.inizio(b)) + 1;
+                k = static_cast<std::int64_t>(righe_.inizio(b));
                 continue;
             }
             if (confronta_testi(chiave(k), km) < 0) break;
@@ -80,11 +84,11 @@ private:
         std::int64_t posizione = -1;
         for (std::int64_t j = basso; j <= fine; ++j) {
             if (!principi_ && salta_blocco(u, j, posizione)) continue;
-            voce_riga& t = R_[static_cast<std::size_t>(j - 1)];
+            voce_riga& t = righe_[static_cast<std::size_t>(j - 1)];
             const int c = confronta(u, t);
             if (c < 0) return posizione == -1 ? j : posizione;
             if (c == 0) {
-                if (u[s_] == tabella_righe<W>::campo_di(t, s_, a2_)) {
+                if (u[campo_seconda_] == tabella_righe<W>::campo_di(t, campo_seconda_, appoggio_2_)) {
                     sostituisci(u, t, j);
                     return 0;
                 }
@@ -97,20 +101,20 @@ private:
     // (true); one all of u's key is passed too, with `posizione` on its
     // last row, unless a row has u's second field, where `j` moves.
     bool salta_blocco(riga_fissa<W>& u, std::int64_t& j, std::int64_t& posizione) {
-        const std::size_t b = R_.blocco_di(static_cast<std::size_t>(j - 1));
-        if (R_.inizio(b) != static_cast<std::size_t>(j - 1)) return false;
-        if (R_.tutto_minore(b, u[k_])) {
-            j = static_cast<std::int64_t>(R_.inizio(b) + R_.righe_in(b));
+        const std::size_t b = righe_.blocco_di(static_cast<std::size_t>(j - 1));
+        if (righe_.inizio(b) != static_cast<std::size_t>(j - 1)) return false;
+        if (righe_.tutto_minore(b, u[campo_chiave_])) {
+            j = static_cast<std::int64_t>(righe_.inizio(b) + righe_.righe_in(b));
             return true;
         }
-        if (!R_.tutto_chiave(b, u[k_])) return false;
+        if (!righe_.tutto_chiave(b, u[campo_chiave_])) return false;
         if (!impronta_pronta_) {
-            impronta_u_ = R_.impronta(voce_riga{u.c.data(), W});
+            impronta_u_ = righe_.impronta(voce_riga{u.c.data(), W});
             impronta_pronta_ = true;
         }
-        const std::int64_t o = R_.primo_con_seconda(b, u[s_], impronta_u_);
+        const std::int64_t o = righe_.primo_con_seconda(b, u[campo_seconda_], impronta_u_);
         if (o < 0) {
-            posizione = static_cast<std::int64_t>(R_.inizio(b) + R_.righe_in(b));
+            posizione = static_cast<std::int64_t>(righe_.inizio(b) + righe_.righe_in(b));
             j = posizione;
             return true;
         }
@@ -118,25 +122,29 @@ private:
         return false;
     }
     int confronta(riga_fissa<W>& u, voce_riga& t) {
-        if (!principi_) return confronta_testi(u[k_], tabella_righe<W>::campo_di(t, k_, a1_));
-        u.imposta(k_, std::string(togli_spazi(u[k_])));
-        imposta_campo(tab_, t, k_, std::string(togli_spazi(tabella_righe<W>::campo_di(t, k_, a1_))));
-        return confronta_testi(togli_spazi(u[k_]), togli_spazi(tabella_righe<W>::campo_di(t, k_, a1_)));
+        if (!principi_)
+            return confronta_testi(u[campo_chiave_], tabella_righe<W>::campo_di(t, campo_chiave_, appoggio_1_));
+        u.imposta(campo_chiave_, std::string(togli_spazi(u[campo_chiave_])));
+        imposta_campo(tab_, t, campo_chiave_,
+                      std::string(togli_spazi(tabella_righe<W>::campo_di(t, campo_chiave_, appoggio_1_))));
+        return confronta_testi(togli_spazi(u[campo_chiave_]),
+                               togli_spazi(tabella_righe<W>::campo_di(t, campo_chiave_, appoggio_1_)));
     }
     void sostituisci(const riga_fissa<W>& u, voce_riga& t, std::int64_t j) {
         const char* prima = t.dati;
         char* r = tab_.modifica(t);
-        if (r != prima) R_.spostata(static_cast<std::size_t>(j - 1), prima);
+        if (r != prima) righe_.spostata(static_cast<std::size_t>(j - 1), prima);
         if (!principi_) std::memcpy(r, "000", 3);
-        std::memcpy(r + k_.posizione - 1, u.dati(k_), k_.larghezza);
-        std::memcpy(r + s_.posizione - 1, u.dati(s_), s_.larghezza);
+        std::memcpy(r + campo_chiave_.posizione - 1, u.dati(campo_chiave_), campo_chiave_.larghezza);
+        std::memcpy(r + campo_seconda_.posizione - 1, u.dati(campo_seconda_), campo_seconda_.larghezza);
     }
 
     tabella_righe<W>& tab_;
-    righe_a_blocchi R_;
-    campo k_, s_;
+    righe_a_blocchi righe_;
+    campo campo_chiave_, campo_seconda_;
     bool principi_;
-    char a1_[W], a2_[W];
+    // Room for a field of a short line, padded (campo_di).
+    char appoggio_1_[W], appoggio_2_[W];
     std::uint64_t impronta_u_ = 0;
     bool impronta_pronta_ = false;
 };

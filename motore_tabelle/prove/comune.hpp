@@ -115,8 +115,12 @@ std::string tre(std::string stato, const std::string& codice, const std::string&
     return r;
 }
 inline std::string pa(const std::string& s, const std::string& c, const std::string& d) { return tre<206, 6>(s, c, d); }
-inline std::string atc(const std::string& s, const std::string& c, const std::string& d) { return tre<105, 8>(s, c, d); }
-inline std::string ditta_(const std::string& s, const std::string& c, const std::string& d) { return tre<25, 4>(s, c, d); }
+inline std::string atc(const std::string& s, const std::string& c, const std::string& d) {
+    return tre<105, 8>(s, c, d);
+}
+inline std::string ditta_(const std::string& s, const std::string& c, const std::string& d) {
+    return tre<25, 4>(s, c, d);
+}
 
 // Keys with their row numbers in the order the plain legacy Shell sort
 // leaves them, ascending.

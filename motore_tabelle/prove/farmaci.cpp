@@ -48,7 +48,8 @@ TEST(cerca_codice, indice_di_uno_due_e_molti) {
     };
     b.motore.tabella_farmaci.clear();
     for (int i = 0; i < 200; ++i)
-        b.motore.tabella_farmaci.push_back(record_farmaco(farmaco_prova{"000", codice((i * 37) % 200 * 3), "N"}.riga()));
+        b.motore.tabella_farmaci.push_back(
+            record_farmaco(farmaco_prova{"000", codice((i * 37) % 200 * 3), "N"}.riga()));
     b.motore.costruisci_indice_codici();
     for (int i = 0; i < 200; ++i) {
         ASSERT_EQ(b.motore.cerca_codice(codice((i * 37) % 200 * 3)), i + 1) << i;

@@ -46,7 +46,10 @@ TEST(fusioni_ordinate, tabella_scritta_e_conteggi) {
     righe_testo t_atc, t_atc_30, t_ditte;
     for (char c = 'A'; c <= 'P'; ++c) t_atc.push_back(atc("00A", std::string("4X") + c, std::string("D") + c));
     t_atc.insert(t_atc.begin() + 5, atc("00A", "4ZZ", "DE"));  // a run of two "DE"
-    for (int i = 0; i < 30; ++i) t_atc_30.push_back(atc("000", "C" + std::to_string(i), "M" + std::to_string(10 + i)));
+    for (int i = 0; i < 30; ++i) {
+        const std::string n = std::to_string(i), m = std::to_string(10 + i);
+        t_atc_30.push_back(atc("000", "C" + n, "M" + m));
+    }
     for (int i = 2; i <= 40; i += 2) {
         const std::string c = std::string(i < 10 ? "000" : "00") + std::to_string(i);
         t_ditte.push_back(ditta_("00A", c, "DITTA " + c));
@@ -132,8 +135,8 @@ TEST(fusioni_ordinate, tabella_scritta_e_conteggi) {
 
 TEST(riduci, principi_attivi_e_atc_dei_farmaci_in_uso) {
     banco b;
-    farmaco_prova x{"C0A", "1", "X", " ", "", " ", "", "A10BA02", "P1"}, y{"000", "2", "Y", " ", "", " ", "", "B01AC06", "P2"},
-        z{"00A", "3", "Z", " ", "", " ", "", "N02"};
+    farmaco_prova x{"C0A", "1", "X", " ", "", " ", "", "A10BA02", "P1"},
+        y{"000", "2", "Y", " ", "", " ", "", "B01AC06", "P2"}, z{"00A", "3", "Z", " ", "", " ", "", "N02"};
     b.motore.tabella_farmaci = {record_farmaco(x.riga()), record_farmaco(y.riga()), record_farmaco(z.riga())};
     // Principles: only the first record of a code used by a drug with "A".
     b.motore.tabella_principi_attivi = {record_principio_attivo(pa("000", "P2", "B")),
@@ -145,7 +148,8 @@ TEST(riduci, principi_attivi_e_atc_dei_farmaci_in_uso) {
                             record_atc(atc("000", "  0N", "g"))};
     b.motore.riduci_principi_attivi();
     b.motore.riduci_atc();
-    EXPECT_EQ(b.motore.testo_principi_attivi(), righe({pa("000", "P2", "B"), pa("00A", "P1", "A"), pa("C00", "P1", "C")}));
+    EXPECT_EQ(b.motore.testo_principi_attivi(),
+              righe({pa("000", "P2", "B"), pa("00A", "P1", "A"), pa("C00", "P1", "C")}));
     // "2A10B" is missing: nothing marked for it, the walk goes on. "N02"
     // taken with its blanks walks "4N02    " -> "3N02  " -> "2N02 " ->
     // "1N02" -> "0N": the last one matches once stripped.

@@ -62,7 +62,7 @@ TEST(ShellSortAny, tabella_farmaci_e_indice_dei_codici_nel_suo_ordine) {
         righe_testo tabella;
         std::vector<chiave_e_riga> nomi, codici;
         for (int i = 0; i < 2500; ++i) {
-            const std::string nome = "N" + std::to_string((i * 7919) % 7), codice = std::to_string((i * 31) % 1700);
+            const std::string nome(1, static_cast<char>('0' + (i * 7919) % 7)), codice = std::to_string((i * 31) % 1700);
             tabella.push_back(farmaco_prova{i % 3 ? "0C0" : "C00", codice, nome}.riga());
             nomi.push_back({nome, i});
         }
