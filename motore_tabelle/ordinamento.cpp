@@ -1,7 +1,6 @@
 // Sorting: rank words, the legacy Shell-sort permutation, the code index
 // and its search.
 #include <algorithm>
-#include <bit>
 
 #include "motore_tabelle/interno.hpp"
 
@@ -22,24 +21,6 @@ int confronta_campi(const voce_riga& a, const voce_riga& b, campo f, std::size_t
         if (x != y) return x < y ? -1 : 1;
     }
     return 0;
-}
-
-std::uint64_t parola_rango(const voce_riga& v, campo f, std::size_t da) {
-    const std::size_t inizio = f.posizione - 1u + da;
-    if (da + 8 <= f.larghezza && v.lunghezza >= inizio + 8) {
-        // ASCII bytes are their own rank: eight of them are the word as
-        // they stand, read big-endian.
-        std::uint64_t x;
-        std::memcpy(&x, v.dati + inizio, 8);
-        if ((x & 0x8080808080808080ull) == 0) {
-            if constexpr (std::endian::native == std::endian::little) x = __builtin_bswap64(x);
-            return x;
-        }
-    }
-    std::uint64_t w = 0;
-    for (std::size_t i = da; i < da + 8; ++i)
-        w = (w << 8) | (i < f.larghezza ? rango(byte_di(v, f.posizione - 1u + i)) : 0u);
-    return w;
 }
 
 void ordina_per_parole(std::vector<chiave_riga>& chiavi, std::size_t i, std::size_t f,
