@@ -1,9 +1,10 @@
 #pragma once
-// Shared helpers of the engine's tests: an in-memory file store and
-// builders of table and update lines.
+// Shared helpers of the engine's tests: an in-memory file store, builders
+// of table and update lines, and the legacy sort as a reference.
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "motore_tabelle/motore_tabelle.hpp"
@@ -20,6 +21,12 @@ public:
         auto it = file.find(p);
         if (it == file.end()) throw errore_file(p, "file non trovato");
         return it->second;
+    }
+    // Handed over in pieces of 7 bytes, so lines and CR LF pairs straddle
+    // them as they do a real file's blocks.
+    void leggi_a_blocchi(const std::string& p, const ricevi_blocco& ricevi) override {
+        const std::string dati = leggi_file(p);
+        for (std::size_t i = 0; i < dati.size(); i += 7) ricevi(std::string_view(dati).substr(i, 7));
     }
     void scrivi_file(const std::string& p, const std::string& c) override {
         operazioni.push_back("scrivi " + p);
@@ -48,17 +55,30 @@ public:
     void lascia_girare() override { ++giri; }
 };
 
-inline std::string righe(const std::vector<std::string>& r) {
+using righe_testo = std::vector<std::string>;
+
+inline std::string righe(const righe_testo& r) {
     std::string s;
     for (const auto& x : r) s += x + "\r\n";
     return s;
 }
 
-inline std::vector<std::string> dividi(const std::string& s) {
-    std::vector<std::string> v;
+inline righe_testo dividi(const std::string& s) {
+    righe_testo v;
     for (auto r : dividi_righe(s)) v.emplace_back(r);
     return v;
 }
+
+inline const std::string dir = "lav/";
+
+// An engine on an in-memory "lav/" folder.
+struct banco {
+    file_memoria file;
+    avanzamento_registrato av;
+    std::int32_t oggi = 20240615;
+    motore_tabelle motore{file, av, [this] { return oggi; }};
+    righe_testo scritto(const std::string& nome) { return dividi(file.file.at(dir + nome)); }
+};
 
 struct farmaco_prova {
     std::string stato = "000", codice, nome, campo_12 = " ", data = "", campo_9 = " ", campo_14 = "", campo_4 = "",
@@ -82,6 +102,35 @@ struct farmaco_prova {
 
 inline std::string campo_di(const std::string& riga, campo f) {
     return riga.size() < f.posizione ? std::string() : riga.substr(f.posizione - 1u, f.larghezza);
+}
+
+// A side-table line: status, a code of LC characters, the description.
+template <std::size_t W, std::size_t LC>
+std::string tre(std::string stato, const std::string& codice, const std::string& descrizione) {
+    stato.resize(3, ' ');
+    std::string r = stato + codice;
+    r.resize(3 + LC, ' ');
+    r += descrizione;
+    r.resize(W, ' ');
+    return r;
+}
+inline std::string pa(const std::string& s, const std::string& c, const std::string& d) { return tre<206, 6>(s, c, d); }
+inline std::string atc(const std::string& s, const std::string& c, const std::string& d) {
+    return tre<105, 8>(s, c, d);
+}
+inline std::string ditta_(const std::string& s, const std::string& c, const std::string& d) {
+    return tre<25, 4>(s, c, d);
+}
+
+// Keys with their row numbers in the order the plain legacy Shell sort
+// leaves them, ascending.
+using chiave_e_riga = std::pair<std::string, int>;
+inline std::vector<chiave_e_riga> ordine_legacy(std::vector<chiave_e_riga> v, bool discendente = false) {
+    avanzamento muto;
+    ShellSortAny(std::span<chiave_e_riga>(v), discendente,
+                 [](const chiave_e_riga& a, const chiave_e_riga& b) { return confronta_testi(a.first, b.first) > 0; },
+                 muto);
+    return v;
 }
 
 }  // namespace j8::prova

@@ -1,0 +1,178 @@
+// Sorting: rank words, the legacy Shell-sort permutation, the code index
+// and its search.
+#include <algorithm>
+
+#include "motore_tabelle/interno.hpp"
+
+namespace j8 {
+namespace interno {
+
+int confronta_campi(const voce_riga& a, const voce_riga& b, campo f, std::size_t da) {
+    const std::size_t inizio = f.posizione - 1u + da, fine = f.posizione - 1u + f.larghezza;
+    if (a.lunghezza >= fine && b.lunghezza >= fine) {
+        // Both stored whole: ranks only where the bytes first differ.
+        const char *x = a.dati + inizio, *y = b.dati + inizio;
+        for (std::size_t k = 0; k < fine - inizio; ++k)
+            if (x[k] != y[k]) return rango(x[k]) < rango(y[k]) ? -1 : 1;
+        return 0;
+    }
+    for (std::size_t k = inizio; k < fine; ++k) {
+        std::uint8_t x = rango(byte_di(a, k)), y = rango(byte_di(b, k));
+        if (x != y) return x < y ? -1 : 1;
+    }
+    return 0;
+}
+
+void ordina_per_parole(std::vector<chiave_riga>& chiavi, std::size_t i, std::size_t f,
+                       const std::vector<voce_riga>& voci, campo c, std::size_t da, std::vector<std::uint8_t>& uguale) {
+    if (da >= c.larghezza) {
+        for (std::size_t k = i + 1; k < f; ++k) uguale[k] = 1;
+        return;
+    }
+    bool in_ordine = true;
+    for (std::size_t k = i; k < f; ++k) {
+        chiavi[k].inizio = parola_rango(voci[chiavi[k].riga], c, da);
+        if (k > i && chiavi[k].inizio < chiavi[k - 1].inizio) in_ordine = false;
+    }
+    // A table written by the last update comes in name order: most runs
+    // need no sort.
+    if (!in_ordine)
+        std::sort(chiavi.begin() + static_cast<std::ptrdiff_t>(i), chiavi.begin() + static_cast<std::ptrdiff_t>(f),
+                  [](const chiave_riga& a, const chiave_riga& b) { return a.inizio < b.inizio; });
+    for (std::size_t a = i; a < f;) {
+        std::size_t b = a + 1;
+        while (b < f && chiavi[b].inizio == chiavi[a].inizio) ++b;
+        if (b - a > 1) ordina_per_parole(chiavi, a, b, voci, c, da + 8, uguale);
+        a = b;
+    }
+}
+
+void shell_su_ranghi(std::vector<std::uint64_t>& voci, avanzamento& av) {
+    // ShellSortAny's ascending passes, with the interface let run at the
+    // same rows.
+    const std::int64_t m = static_cast<std::int64_t>(voci.size());
+    std::uint64_t* const v = voci.data();
+    std::int64_t g = 0;
+    while (g <= m) g = 3 * g + 1;
+    do {
+        g /= 3;
+        std::int64_t i = g + 1;
+        while (i <= m) {
+            if (i % 1000 == 0) av.lascia_girare();
+            const std::int64_t tappa = std::min(m, (i / 1000 + 1) * 1000 - 1);
+            for (; i <= tappa; ++i) {
+                const std::uint64_t lavoro = v[i - 1];
+                // A greater rank is a greater item than any of this rank.
+                const std::uint64_t soglia = lavoro | 0xFFFFFFFFu;
+                std::int64_t j = i;
+                while (v[j - g - 1] > soglia) {
+                    v[j - 1] = v[j - g - 1];
+                    j -= g;
+                    if (j <= g) break;
+                }
+                v[j - 1] = lavoro;
+            }
+        }
+    } while (g != 1);
+}
+
+namespace {
+
+// A product code of digits and blanks as one number in base 11, blank
+// lowest: the numbers compare as the texts. -1 for any other character.
+std::int64_t chiave_codice(std::string_view c) {
+    std::int64_t k = 0;
+    for (char x : c) {
+        int d = x == ' ' ? 0 : (x >= '0' && x <= '9') ? x - '0' + 1 : -1;
+        if (d < 0) return -1;
+        k = k * 11 + d;
+    }
+    return k;
+}
+
+// Codes of digits and blanks as numbers, sorted by radix with the keys left
+// in `voci` for the ties; false (and `voci` empty) for any other code.
+bool ordina_numerici(const std::vector<std::array<char, 9>>& codici, std::vector<std::uint32_t>& ordinati,
+                     std::vector<std::uint64_t>& voci) {
+    const std::size_t n = codici.size();
+    // 11^9 keys fit 32 bits: the sort runs on 8-byte items.
+    voci.resize(n);
+    for (std::size_t j = 0; j < n; ++j) {
+        const std::int64_t k = chiave_codice(std::string_view(codici[j].data(), 9));
+        if (k < 0) {
+            std::vector<std::uint64_t>().swap(voci);
+            return false;
+        }
+        voci[j] = (static_cast<std::uint64_t>(k) << 32) | j;
+    }
+    ordina_radice(voci, 4, [](std::uint64_t x) { return x >> 32; });
+    for (std::size_t j = 0; j < n; ++j) ordinati[j] = static_cast<std::uint32_t>(voci[j]);
+    return true;
+}
+
+}  // namespace
+
+std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& codici, avanzamento& av) {
+    const std::size_t n = codici.size();
+    std::vector<std::uint32_t> ordinati(n);
+    for (std::size_t j = 0; j < n; ++j) ordinati[j] = static_cast<std::uint32_t>(j);
+    std::vector<std::uint64_t> voci;
+    const bool numerici = ordina_numerici(codici, ordinati, voci);
+    if (!numerici) {
+        auto minore = [&](std::uint32_t a, std::uint32_t b) {
+            int c = confronta_testi(std::string_view(codici[a].data(), 9), std::string_view(codici[b].data(), 9));
+            return c != 0 ? c < 0 : a < b;
+        };
+        std::sort(ordinati.begin(), ordinati.end(), minore);
+    }
+    permutazione_shell(
+        ordinati,
+        [&](std::size_t i) {
+            return numerici ? (voci[i - 1] >> 32) == (voci[i] >> 32) : codici[ordinati[i - 1]] == codici[ordinati[i]];
+        },
+        av);
+    std::vector<std::uint64_t>().swap(voci);
+    std::vector<voce_indice> indice(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        indice[i].codice = codici[ordinati[i]];
+        indice[i].posizione = static_cast<std::int32_t>(ordinati[i] + 1);
+    }
+    return indice;
+}
+
+std::array<char, 9> codice_farmaco(const voce_riga& v) {
+    std::array<char, 9> c;
+    for (std::size_t k = 0; k < 9; ++k) c[k] = byte_di(v, 3 + k);
+    return c;
+}
+
+}  // namespace interno
+
+void motore_tabelle::costruisci_indice_codici() {
+    std::vector<std::array<char, 9>> codici(tabella_farmaci.size());
+    for (std::size_t i = 0; i < codici.size(); ++i) codici[i] = interno::codice_farmaco(tabella_farmaci.voci[i]);
+    indice_codici = interno::ordina_indice(codici, av_);
+}
+
+std::int32_t motore_tabelle::cerca_codice(std::string_view codice) const {
+    std::int64_t basso = 1, alto = static_cast<std::int64_t>(indice_codici.size());
+    auto voce = [&](std::int64_t k) -> const voce_indice& { return indice_codici[static_cast<std::size_t>(k - 1)]; };
+    while (basso != alto) {
+        if (alto - basso < 5) {
+            for (std::int64_t k = basso; k <= alto; ++k)
+                if (voce(k).codice_testo() == codice) return voce(k).posizione;
+            return -1;
+        }
+        std::int64_t medio = basso + (alto - basso) / 2;
+        int c = confronta_testi(voce(medio).codice_testo(), codice);
+        if (c < 0)
+            basso = medio;
+        else if (c > 0)
+            alto = medio;
+        else
+            return voce(medio).posizione;
+    }
+    return -1;
+}
+
+}  // namespace j8
