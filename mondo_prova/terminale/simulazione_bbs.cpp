@@ -173,174 +173,194 @@ void simulazione_bbs::prompt_email() {
     stato_ = stato::posta;
 }
 
+// One handler per state, given the line as typed or as a choice (trimmed,
+// upper case).
 void simulazione_bbs::esegui_riga(const std::string& riga) {
     const std::string scelta = maiuscole(senza_spazi(riga));
     switch (stato_) {
-        case stato::utente:
-            if (scelta.empty()) {
-                scrivi(richiesta_utente);
-            } else if (scelta == "NEW") {
-                scrivi("\r\nLe nuove iscrizioni sono chiuse: chiama il fornitore.\r\n");
-                richiesta_accesso();
-            } else if (scelta == maiuscole(scenario_.utente)) {
-                if (!passo("password")) return;
-                scrivi(richiesta_password);
-                stato_ = stato::password;
-            } else {
-                scrivi("\r\nUtente sconosciuto.\r\n");
-                richiesta_accesso();
-            }
-            return;
-        case stato::password:
-            if (riga == scenario_.password) {
-                menu_principale("\r\nBenvenuto, " + maiuscole(scenario_.utente) + "!\r\n");
-            } else if (++tentativi_ >= 3) {
-                scrivi("\r\nTroppi tentativi errati.\r\n");
-                cade_portante();
-            } else {
-                scrivi("\r\nPassword errata.\r\n");
-                scrivi(richiesta_password);
-            }
-            return;
-        case stato::menu: {
-            const std::vector<std::string> p = parole(scelta);
-            if (scelta.empty()) {
-                menu_principale();
-            } else if (scelta == "E") {
-                apri_posta();
-            } else if (scelta == "X") {
-                if (!passo("uscita")) return;
-                scrivi("\r\n");
-                scrivi(conferma_uscita);
-                stato_ = stato::conferma_uscita;
-            } else if (scelta == "F") {
-                scrivi("\r\nArea file MAIN\r\n");
-                scrivi(prompt_area_file);
-                stato_ = stato::area_file;
-            } else if (p.size() == 5 && p[0] == "LS" && p[2] == "U") {
-                scrivi("\r\nArea file " + p[1] + "\r\n");
-                if (p[4] == "Z") avvia_carico();
-                else {
-                    scrivi("Protocollo non disponibile.\r\n");
-                    scrivi(prompt_area_file);
-                    stato_ = stato::area_file;
-                }
-            } else if (scelta == "?") {
-                menu_principale("\r\nE = posta elettronica, F = area file, X = uscita\r\n");
-            } else {
-                menu_principale("\r\nFunzione non disponibile.\r\n");
-            }
-            return;
+        case stato::utente: return riga_utente(scelta);
+        case stato::password: return riga_password(riga);
+        case stato::menu: return riga_menu(scelta);
+        case stato::area_file: return riga_area_file(scelta);
+        case stato::conferma_uscita: return riga_conferma_uscita(scelta);
+        case stato::posta: return riga_posta(scelta);
+        case stato::lettura: return riga_lettura(scelta);
+        case stato::chiede_file: return riga_chiede_file(scelta);
+        case stato::opzione_scarico: return riga_opzione_scarico(scelta);
+        case stato::messaggio: return riga_messaggio(scelta);
+        default: return;
+    }
+}
+
+void simulazione_bbs::riga_utente(const std::string& scelta) {
+    if (scelta.empty()) {
+        scrivi(richiesta_utente);
+    } else if (scelta == "NEW") {
+        scrivi("\r\nLe nuove iscrizioni sono chiuse: chiama il fornitore.\r\n");
+        richiesta_accesso();
+    } else if (scelta == maiuscole(scenario_.utente)) {
+        if (!passo("password")) return;
+        scrivi(richiesta_password);
+        stato_ = stato::password;
+    } else {
+        scrivi("\r\nUtente sconosciuto.\r\n");
+        richiesta_accesso();
+    }
+}
+
+void simulazione_bbs::riga_password(const std::string& riga) {
+    if (riga == scenario_.password) {
+        menu_principale("\r\nBenvenuto, " + maiuscole(scenario_.utente) + "!\r\n");
+    } else if (++tentativi_ >= 3) {
+        scrivi("\r\nTroppi tentativi errati.\r\n");
+        cade_portante();
+    } else {
+        scrivi("\r\nPassword errata.\r\n");
+        scrivi(richiesta_password);
+    }
+}
+
+void simulazione_bbs::riga_menu(const std::string& scelta) {
+    const std::vector<std::string> p = parole(scelta);
+    if (scelta.empty()) {
+        menu_principale();
+    } else if (scelta == "E") {
+        apri_posta();
+    } else if (scelta == "X") {
+        if (!passo("uscita")) return;
+        scrivi("\r\n");
+        scrivi(conferma_uscita);
+        stato_ = stato::conferma_uscita;
+    } else if (scelta == "F") {
+        scrivi("\r\nArea file MAIN\r\n");
+        scrivi(prompt_area_file);
+        stato_ = stato::area_file;
+    } else if (p.size() == 5 && p[0] == "LS" && p[2] == "U") {
+        scrivi("\r\nArea file " + p[1] + "\r\n");
+        if (p[4] == "Z") avvia_carico();
+        else {
+            scrivi("Protocollo non disponibile.\r\n");
+            scrivi(prompt_area_file);
+            stato_ = stato::area_file;
         }
-        case stato::area_file:
-            if (scelta == "X") {
-                menu_principale();
-            } else if (scelta == "U") {
-                avvia_carico();
-            } else {
-                if (!scelta.empty()) scrivi("\r\nFunzione non disponibile.\r\n");
-                scrivi(prompt_area_file);
-            }
-            return;
-        case stato::conferma_uscita:
-            if (scelta == "S") {
-                scrivi("\r\nGrazie per la chiamata, arrivederci.\r\n");
-                cade_portante();
-            } else if (scelta == "N") {
-                menu_principale();
-            } else if (scelta == "R") {
-                richiesta_accesso();
-            } else {
-                scrivi(conferma_uscita);
-            }
-            return;
-        case stato::posta:
-            if (scelta == "R") {
-                leggi_nuovi();
-            } else if (scelta == "X") {
-                menu_principale();
-            } else if (scelta.empty()) {
-                prompt_email();
-            } else if (scelta == "?") {
-                scrivi("\r\nR = leggi i messaggi nuovi, X = torna al menu principale\r\n");
-                prompt_email();
-            } else {
-                scrivi("\r\nFunzione non disponibile.\r\n");
-                prompt_email();
-            }
-            return;
-        case stato::lettura:
-            if (scelta.empty() || scelta == "F") {
-                posizione_ = 0;
-                mostra(da_leggere_.front());
-            } else if (scelta == "L") {
-                posizione_ = da_leggere_.size() - 1;
-                mostra(da_leggere_.back());
-            } else if (scelta == "X") {
-                prompt_email();
-            } else if (scelta.size() <= 4 && std::all_of(scelta.begin(), scelta.end(),
-                                                         [](char c) { return c >= '0' && c <= '9'; }) &&
-                       std::stoul(scelta) >= 1 && std::stoul(scelta) <= scenario_.posta.size()) {
-                const std::size_t indice = std::stoul(scelta) - 1;
-                posizione_ = static_cast<std::size_t>(
-                    std::lower_bound(da_leggere_.begin(), da_leggere_.end(), indice) - da_leggere_.begin());
-                mostra(indice);
-            } else {
-                scrivi("\r\nScelta non valida.\r\n");
-                prompt_email();
-            }
-            return;
-        case stato::chiede_file:
-            if (scelta == "S") {
-                scrivi("\r\nProtocolli: (K) Kermit, (Y) Ymodem, (Z) Zmodem\r\n");
-                scrivi(opzione_scarico);
-                stato_ = stato::opzione_scarico;
-            } else if (scelta == "N") {
-                prompt_messaggio(true);
-            } else {
-                scrivi(chiede_file);
-            }
-            return;
-        case stato::opzione_scarico:
-            if (scelta == "Z") {
-                if (!passo("scarico")) return;
-                const std::string& file = scenario_.posta[corrente_].file;
-                scrivi("\r\nInizio scaricamento ZMODEM del file " + file + "\r\n");
-                scarico_ = richiesta_scarico{file};
-                stato_ = stato::scarico;
-            } else if (scelta == "X") {
-                prompt_messaggio(true);
-            } else {
-                if (!scelta.empty()) scrivi("\r\nProtocollo non disponibile.\r\n");
-                scrivi(opzione_scarico);
-            }
-            return;
-        case stato::messaggio:
-            if (scelta == "E") {
-                if (posizione_ + 1 < da_leggere_.size()) {
-                    scrivi("\r\n");
-                    scrivi(prompt_pausa);
-                    stato_ = stato::pausa;
-                } else {
-                    fine_messaggi();
-                }
-            } else if (scelta == "N" || scelta == "P") {
-                const bool avanti = scelta == "N";
-                if (avanti ? corrente_ + 1 < scenario_.posta.size() : corrente_ > 0) {
-                    mostra(avanti ? corrente_ + 1 : corrente_ - 1);
-                } else {
-                    scrivi("\r\nNon ci sono altri messaggi.\r\n");
-                    prompt_messaggio(true);
-                }
-            } else if (scelta == "X") {
-                prompt_email();
-            } else {
-                if (!scelta.empty()) scrivi("\r\nFunzione non disponibile.\r\n");
-                prompt_messaggio(true);
-            }
-            return;
-        default:
-            return;
+    } else if (scelta == "?") {
+        menu_principale("\r\nE = posta elettronica, F = area file, X = uscita\r\n");
+    } else {
+        menu_principale("\r\nFunzione non disponibile.\r\n");
+    }
+}
+
+void simulazione_bbs::riga_area_file(const std::string& scelta) {
+    if (scelta == "X") {
+        menu_principale();
+    } else if (scelta == "U") {
+        avvia_carico();
+    } else {
+        if (!scelta.empty()) scrivi("\r\nFunzione non disponibile.\r\n");
+        scrivi(prompt_area_file);
+    }
+}
+
+void simulazione_bbs::riga_conferma_uscita(const std::string& scelta) {
+    if (scelta == "S") {
+        scrivi("\r\nGrazie per la chiamata, arrivederci.\r\n");
+        cade_portante();
+    } else if (scelta == "N") {
+        menu_principale();
+    } else if (scelta == "R") {
+        richiesta_accesso();
+    } else {
+        scrivi(conferma_uscita);
+    }
+}
+
+void simulazione_bbs::riga_posta(const std::string& scelta) {
+    if (scelta == "R") {
+        leggi_nuovi();
+    } else if (scelta == "X") {
+        menu_principale();
+    } else if (scelta.empty()) {
+        prompt_email();
+    } else if (scelta == "?") {
+        scrivi("\r\nR = leggi i messaggi nuovi, X = torna al menu principale\r\n");
+        prompt_email();
+    } else {
+        scrivi("\r\nFunzione non disponibile.\r\n");
+        prompt_email();
+    }
+}
+
+void simulazione_bbs::riga_lettura(const std::string& scelta) {
+    if (scelta.empty() || scelta == "F") {
+        posizione_ = 0;
+        mostra(da_leggere_.front());
+    } else if (scelta == "L") {
+        posizione_ = da_leggere_.size() - 1;
+        mostra(da_leggere_.back());
+    } else if (scelta == "X") {
+        prompt_email();
+    } else if (scelta.size() <= 4 && std::all_of(scelta.begin(), scelta.end(),
+                                                 [](char c) { return c >= '0' && c <= '9'; }) &&
+               std::stoul(scelta) >= 1 && std::stoul(scelta) <= scenario_.posta.size()) {
+        const std::size_t indice = std::stoul(scelta) - 1;
+        posizione_ = static_cast<std::size_t>(
+            std::lower_bound(da_leggere_.begin(), da_leggere_.end(), indice) - da_leggere_.begin());
+        mostra(indice);
+    } else {
+        scrivi("\r\nScelta non valida.\r\n");
+        prompt_email();
+    }
+}
+
+void simulazione_bbs::riga_chiede_file(const std::string& scelta) {
+    if (scelta == "S") {
+        scrivi("\r\nProtocolli: (K) Kermit, (Y) Ymodem, (Z) Zmodem\r\n");
+        scrivi(opzione_scarico);
+        stato_ = stato::opzione_scarico;
+    } else if (scelta == "N") {
+        prompt_messaggio(true);
+    } else {
+        scrivi(chiede_file);
+    }
+}
+
+void simulazione_bbs::riga_opzione_scarico(const std::string& scelta) {
+    if (scelta == "Z") {
+        if (!passo("scarico")) return;
+        const std::string& file = scenario_.posta[corrente_].file;
+        scrivi("\r\nInizio scaricamento ZMODEM del file " + file + "\r\n");
+        scarico_ = richiesta_scarico{file};
+        stato_ = stato::scarico;
+    } else if (scelta == "X") {
+        prompt_messaggio(true);
+    } else {
+        if (!scelta.empty()) scrivi("\r\nProtocollo non disponibile.\r\n");
+        scrivi(opzione_scarico);
+    }
+}
+
+void simulazione_bbs::riga_messaggio(const std::string& scelta) {
+    if (scelta == "E") {
+        if (posizione_ + 1 < da_leggere_.size()) {
+            scrivi("\r\n");
+            scrivi(prompt_pausa);
+            stato_ = stato::pausa;
+        } else {
+            fine_messaggi();
+        }
+    } else if (scelta == "N" || scelta == "P") {
+        const bool avanti = scelta == "N";
+        if (avanti ? corrente_ + 1 < scenario_.posta.size() : corrente_ > 0) {
+            mostra(avanti ? corrente_ + 1 : corrente_ - 1);
+        } else {
+            scrivi("\r\nNon ci sono altri messaggi.\r\n");
+            prompt_messaggio(true);
+        }
+    } else if (scelta == "X") {
+        prompt_email();
+    } else {
+        if (!scelta.empty()) scrivi("\r\nFunzione non disponibile.\r\n");
+        prompt_messaggio(true);
     }
 }
 

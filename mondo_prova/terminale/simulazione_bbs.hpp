@@ -62,6 +62,16 @@ private:
     void scrivi(std::string_view testo) { schermo_.scrivi(testo); }
     void tasto_riga(char c);
     void esegui_riga(const std::string& riga);
+    void riga_utente(const std::string& scelta);
+    void riga_password(const std::string& riga);
+    void riga_menu(const std::string& scelta);
+    void riga_area_file(const std::string& scelta);
+    void riga_conferma_uscita(const std::string& scelta);
+    void riga_posta(const std::string& scelta);
+    void riga_lettura(const std::string& scelta);
+    void riga_chiede_file(const std::string& scelta);
+    void riga_opzione_scarico(const std::string& scelta);
+    void riga_messaggio(const std::string& scelta);
     void comando_modem(const std::string& riga);
     // False (and the carrier gone) when the scenario drops it at `passo`.
     bool passo(const char* nome);
