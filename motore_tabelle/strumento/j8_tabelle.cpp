@@ -49,6 +49,46 @@ std::string direttorio_con_separatore(const std::string& dir) {
 #endif
 }
 
+// aggiorna DIR FILE... [--oggi AAAAMMGG] [--conteggi]
+int aggiorna(const std::vector<std::string>& arg, j8::file_locali& file, j8::avanzamento& muto) {
+    std::int32_t oggi = 0;
+    bool conteggi = false;
+    std::vector<std::string> nomi;
+    for (std::size_t i = 2; i < arg.size(); ++i) {
+        if (arg[i] == "--conteggi") {
+            conteggi = true;
+        } else if (arg[i] == "--oggi") {
+            if (i + 1 >= arg.size()) throw errore_uso{"--oggi senza data"};
+            const std::string& d = arg[++i];
+            if (!j8::data_valida(d))
+                throw errore_uso{"data non valida dopo --oggi: " + d + " (attesa AAAAMMGG)"};
+            oggi = std::stoi(d);
+        } else {
+            nomi.push_back(arg[i]);
+        }
+    }
+    if (nomi.empty()) throw errore_uso{"nessun file di aggiornamento indicato"};
+    // Every name is checked before anything is read or written.
+    for (const auto& n : nomi)
+        if (!j8::motore_tabelle::e_file_aggiornamento(n))
+            throw j8::errore_file(n, "file di aggiornamento sconosciuto (attesi farmaci.faf, notessn.faf, "
+                                     "principi_attivi.faf, atc.faf, ditte.faf)");
+    const std::string dir = direttorio_con_separatore(arg[1]);
+    for (const auto& n : nomi)
+        if (!file.esiste_file(dir + n)) throw j8::errore_file(dir + n, "file di aggiornamento non trovato");
+    j8::motore_tabelle motore(file, muto, oggi ? j8::motore_tabelle::fornitore_oggi([oggi] { return oggi; })
+                                               : j8::motore_tabelle::fornitore_oggi(j8::oggi_di_sistema));
+    motore.carica_tabelle(dir);
+    for (const auto& n : nomi) {
+        j8::conteggio_variazioni c;
+        motore.applica_aggiornamento(dir, n, &c);
+        if (conteggi)
+            std::cout << n << ": " << c.aggiunte << " aggiunte, " << c.sostituite << " sostituite, " << c.rimosse
+                      << " rimosse\n";
+    }
+    return 0;
+}
+
 int esegui(const std::vector<std::string>& arg) {
     if (arg.size() < 2) throw errore_uso{"argomenti mancanti"};
     const std::string& comando = arg[0];
@@ -56,44 +96,7 @@ int esegui(const std::vector<std::string>& arg) {
     j8::file_locali file;
     j8::avanzamento muto;
 
-    if (comando == "aggiorna") {
-        std::int32_t oggi = 0;
-        bool conteggi = false;
-        std::vector<std::string> nomi;
-        for (std::size_t i = 2; i < arg.size(); ++i) {
-            if (arg[i] == "--conteggi") {
-                conteggi = true;
-            } else if (arg[i] == "--oggi") {
-                if (i + 1 >= arg.size()) throw errore_uso{"--oggi senza data"};
-                const std::string& d = arg[++i];
-                if (!j8::data_valida(d))
-                    throw errore_uso{"data non valida dopo --oggi: " + d + " (attesa AAAAMMGG)"};
-                oggi = std::stoi(d);
-            } else {
-                nomi.push_back(arg[i]);
-            }
-        }
-        if (nomi.empty()) throw errore_uso{"nessun file di aggiornamento indicato"};
-        // Every name is checked before anything is read or written.
-        for (const auto& n : nomi)
-            if (!j8::motore_tabelle::e_file_aggiornamento(n))
-                throw j8::errore_file(n, "file di aggiornamento sconosciuto (attesi farmaci.faf, notessn.faf, "
-                                         "principi_attivi.faf, atc.faf, ditte.faf)");
-        const std::string dir = direttorio_con_separatore(arg[1]);
-        for (const auto& n : nomi)
-            if (!file.esiste_file(dir + n)) throw j8::errore_file(dir + n, "file di aggiornamento non trovato");
-        j8::motore_tabelle motore(file, muto, oggi ? j8::motore_tabelle::fornitore_oggi([oggi] { return oggi; })
-                                                   : j8::motore_tabelle::fornitore_oggi(j8::oggi_di_sistema));
-        motore.carica_tabelle(dir);
-        for (const auto& n : nomi) {
-            j8::conteggio_variazioni c;
-            motore.applica_aggiornamento(dir, n, &c);
-            if (conteggi)
-                std::cout << n << ": " << c.aggiunte << " aggiunte, " << c.sostituite << " sostituite, " << c.rimosse
-                          << " rimosse\n";
-        }
-        return 0;
-    }
+    if (comando == "aggiorna") return aggiorna(arg, file, muto);
     if (arg.size() != 2) throw errore_uso{"troppi argomenti per " + comando};
     if (comando == "doppi") {
         j8::motore_tabelle motore(file, muto);
