@@ -132,6 +132,128 @@ void ordina_per(std::vector<T>& v, Chiave chiave) {
     std::stable_sort(v.begin(), v.end(), [&](const T& a, const T& b) { return chiave(a) < chiave(b); });
 }
 
+struct principio {
+    std::string codice, descrizione;
+};
+struct farmaco {
+    std::string codice, corpo, stato;
+};
+
+// ATC hierarchy: anatomical group, then 4 more levels; drugs point to leaves.
+void genera_atc(casuale& c, std::vector<atc_voce>& atc, std::vector<atc_voce>& atc_foglie) {
+    const char* gruppi = "ABCDGHJLMNPRSV";
+    for (const char* g = gruppi; *g; ++g) {
+        std::string l1(1, *g);
+        atc.push_back({"0" + l1, "GRUPPO " + parola(c, 2, 3)});
+        for (int a = 1; a <= 4; ++a) {
+            std::string l2 = l1 + cifre(static_cast<std::uint64_t>(a * 2 + 1), 2);
+            atc.push_back({"1" + l2, parola(c, 2, 5)});
+            for (char b = 'A'; b <= 'C'; ++b) {
+                std::string l3 = l2 + b;
+                atc.push_back({"2" + l3, parola(c, 2, 5)});
+                for (char d = 'A'; d <= 'D'; ++d) {
+                    std::string l4 = l3 + d;
+                    atc.push_back({"3" + l4, parola(c, 2, 5)});
+                    for (int e = 1; e <= 6; ++e) {
+                        atc_voce v{"4" + l4 + cifre(static_cast<std::uint64_t>(e), 2), parola(c, 3, 6)};
+                        atc.push_back(v);
+                        atc_foglie.push_back(v);
+                    }
+                }
+            }
+        }
+    }
+}
+
+// Drugs: unique nine-digit codes, many with leading zeros.
+void scrivi_farmaci(const std::string& dir, casuale& c, std::size_t numero, const std::vector<atc_voce>& atc_foglie,
+                    std::size_t principi) {
+    std::set<std::uint64_t> usati;
+    auto nuovo_codice = [&] {
+        for (;;) {
+            std::uint64_t n = c.fino_a(1000000000ull);
+            if (usati.insert(n).second) return cifre(n, 9);
+        }
+    };
+    std::vector<farmaco> farmaci;
+    farmaci.reserve(numero);
+    for (std::size_t i = 0; i < numero; ++i) {
+        const char* stati[] = {"000", "000", "000", "00A", "C00", "C0A"};
+        farmaci.push_back({nuovo_codice(), corpo_farmaco(c, nome_farmaco(c), atc_foglie, principi),
+                           stati[c.fino_a(6)]});
+    }
+
+    // Update file: changed drugs (some renamed, some marked "G") and new ones.
+    std::vector<std::string> faf;
+    for (const auto& f : farmaci) {
+        if (!c.probabile(0.05)) continue;
+        std::string nome = c.probabile(0.3) ? nome_farmaco(c) : f.corpo.substr(0, 30);
+        faf.push_back(f.codice + corpo_farmaco(c, nome, atc_foglie, principi) + (c.probabile(0.2) ? "G" : " "));
+    }
+    for (std::size_t i = 0; i < numero / 100; ++i)
+        faf.push_back(nuovo_codice() + corpo_farmaco(c, nome_farmaco(c), atc_foglie, principi) + " ");
+    for (std::size_t i = faf.size(); i > 1; --i) std::swap(faf[i - 1], faf[c.fino_a(i)]);
+
+    ordina_per(farmaci, [](const farmaco& f) { return f.corpo.substr(0, 30); });
+    std::vector<std::string> righe;
+    righe.reserve(farmaci.size());
+    for (const auto& f : farmaci) righe.push_back(f.stato + f.codice + f.corpo);
+    scrivi(dir + "farmaci.tda", righe);
+    scrivi(dir + "farmaci.faf", faf);
+}
+
+// Each side table gets a few replacements and a few new records.
+void scrivi_principi(const std::string& dir, casuale& c, std::vector<principio> tab_principi) {
+    const std::size_t principi = tab_principi.size();
+    std::vector<std::string> pa_faf;
+    for (std::size_t i = 0; i < principi / 100 + 3; ++i) {
+        const auto& p = tab_principi[c.fino_a(tab_principi.size())];
+        pa_faf.push_back(p.codice + campo(p.descrizione, 197));
+        pa_faf.push_back(cifre(principi + i + 1, 6) + campo(parola(c, 3, 7), 197));
+    }
+    ordina_per(tab_principi, [](const principio& p) { return campo(p.descrizione, 197); });
+    std::vector<std::string> righe;
+    for (const auto& p : tab_principi) righe.push_back("000" + p.codice + campo(p.descrizione, 197));
+    scrivi(dir + "principi_attivi.tda", righe);
+    scrivi(dir + "principi_attivi.faf", pa_faf);
+}
+
+void scrivi_atc(const std::string& dir, casuale& c, std::vector<atc_voce> atc) {
+    std::vector<std::string> atc_faf;
+    for (int i = 0; i < 30; ++i) {
+        const auto& v = atc[c.fino_a(atc.size())];
+        atc_faf.push_back(campo(v.codice, 8) + campo(c.probabile(0.5) ? v.descrizione : parola(c, 3, 6), 94));
+    }
+    ordina_per(atc, [](const atc_voce& v) { return campo(v.descrizione, 94); });
+    std::vector<std::string> righe;
+    for (const auto& v : atc) righe.push_back("000" + campo(v.codice, 8) + campo(v.descrizione, 94));
+    scrivi(dir + "atc.tda", righe);
+    scrivi(dir + "atc.faf", atc_faf);
+}
+
+void scrivi_ditte(const std::string& dir, casuale& c, const std::vector<std::string>& tab_ditte) {
+    const std::size_t ditte = tab_ditte.size();
+    std::vector<std::string> ditte_faf;
+    for (std::size_t i = 0; i < ditte / 50 + 3; ++i) {
+        ditte_faf.push_back(tab_ditte[c.fino_a(tab_ditte.size())].substr(3, 4) + campo(parola(c, 2, 4) + " SRL", 18));
+        ditte_faf.push_back(cifre(ditte + i + 1, 4) + campo(parola(c, 2, 4) + " SPA", 18));
+    }
+    scrivi(dir + "ditte.tda", tab_ditte);
+    scrivi(dir + "ditte.faf", ditte_faf);
+}
+
+void scrivi_note(const std::string& dir, casuale& c) {
+    std::vector<std::string> note, note_faf;
+    for (int i = 1; i <= 99; ++i)
+        note.push_back("000" + cifre(static_cast<std::uint64_t>(i), 2) + "S" + "01" + campo("NOTA " + std::to_string(i), 50) +
+                       campo("Prescrizione a carico del SSN limitata a " + parola(c, 3, 8), 4000));
+    for (int i = 0; i < 5; ++i)
+        note_faf.push_back(cifre(1 + c.fino_a(99), 2) + "S01" + campo("NOTA AGGIORNATA", 50) +
+                           campo("  Nuovo testo della nota " + parola(c, 3, 6), 4000));
+    scrivi(dir + "notessn.tda", note);
+    scrivi(dir + "notessn.faf", note_faf);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -166,35 +288,10 @@ int main(int argc, char** argv) {
     dir += "/";
     casuale c(seme);
 
-    // ATC hierarchy: anatomical group, then 4 more levels.
     std::vector<atc_voce> atc, atc_foglie;
-    const char* gruppi = "ABCDGHJLMNPRSV";
-    for (const char* g = gruppi; *g; ++g) {
-        std::string l1(1, *g);
-        atc.push_back({"0" + l1, "GRUPPO " + parola(c, 2, 3)});
-        for (int a = 1; a <= 4; ++a) {
-            std::string l2 = l1 + cifre(static_cast<std::uint64_t>(a * 2 + 1), 2);
-            atc.push_back({"1" + l2, parola(c, 2, 5)});
-            for (char b = 'A'; b <= 'C'; ++b) {
-                std::string l3 = l2 + b;
-                atc.push_back({"2" + l3, parola(c, 2, 5)});
-                for (char d = 'A'; d <= 'D'; ++d) {
-                    std::string l4 = l3 + d;
-                    atc.push_back({"3" + l4, parola(c, 2, 5)});
-                    for (int e = 1; e <= 6; ++e) {
-                        atc_voce v{"4" + l4 + cifre(static_cast<std::uint64_t>(e), 2), parola(c, 3, 6)};
-                        atc.push_back(v);
-                        atc_foglie.push_back(v);
-                    }
-                }
-            }
-        }
-    }
+    genera_atc(c, atc, atc_foglie);
 
     const std::size_t principi = std::max<std::size_t>(50, numero / 30);
-    struct principio {
-        std::string codice, descrizione;
-    };
     std::vector<principio> tab_principi;
     for (std::size_t i = 1; i <= principi; ++i) tab_principi.push_back({cifre(i, 6), parola(c, 3, 7)});
 
@@ -203,83 +300,11 @@ int main(int argc, char** argv) {
     for (std::size_t i = 1; i <= ditte; ++i)
         tab_ditte.push_back("000" + cifre(i, 4) + campo(parola(c, 2, 4) + " SPA", 18));
 
-    // Drugs: unique nine-digit codes, many with leading zeros.
-    std::set<std::uint64_t> usati;
-    auto nuovo_codice = [&] {
-        for (;;) {
-            std::uint64_t n = c.fino_a(1000000000ull);
-            if (usati.insert(n).second) return cifre(n, 9);
-        }
-    };
-    struct farmaco {
-        std::string codice, corpo, stato;
-    };
-    std::vector<farmaco> farmaci;
-    farmaci.reserve(numero);
-    for (std::size_t i = 0; i < numero; ++i) {
-        const char* stati[] = {"000", "000", "000", "00A", "C00", "C0A"};
-        farmaci.push_back({nuovo_codice(), corpo_farmaco(c, nome_farmaco(c), atc_foglie, principi),
-                           stati[c.fino_a(6)]});
-    }
-
-    // Update file: changed drugs (some renamed, some marked "G") and new ones.
-    std::vector<std::string> faf;
-    for (const auto& f : farmaci) {
-        if (!c.probabile(0.05)) continue;
-        std::string nome = c.probabile(0.3) ? nome_farmaco(c) : f.corpo.substr(0, 30);
-        faf.push_back(f.codice + corpo_farmaco(c, nome, atc_foglie, principi) + (c.probabile(0.2) ? "G" : " "));
-    }
-    for (std::size_t i = 0; i < numero / 100; ++i)
-        faf.push_back(nuovo_codice() + corpo_farmaco(c, nome_farmaco(c), atc_foglie, principi) + " ");
-    for (std::size_t i = faf.size(); i > 1; --i) std::swap(faf[i - 1], faf[c.fino_a(i)]);
-
-    ordina_per(farmaci, [](const farmaco& f) { return f.corpo.substr(0, 30); });
-    std::vector<std::string> righe;
-    righe.reserve(farmaci.size());
-    for (const auto& f : farmaci) righe.push_back(f.stato + f.codice + f.corpo);
-    scrivi(dir + "farmaci.tda", righe);
-    scrivi(dir + "farmaci.faf", faf);
-
-    // Side-table updates: a few replacements and a few new records each.
-    std::vector<std::string> pa_faf;
-    for (std::size_t i = 0; i < principi / 100 + 3; ++i) {
-        const auto& p = tab_principi[c.fino_a(tab_principi.size())];
-        pa_faf.push_back(p.codice + campo(p.descrizione, 197));
-        pa_faf.push_back(cifre(principi + i + 1, 6) + campo(parola(c, 3, 7), 197));
-    }
-    ordina_per(tab_principi, [](const principio& p) { return campo(p.descrizione, 197); });
-    righe.clear();
-    for (const auto& p : tab_principi) righe.push_back("000" + p.codice + campo(p.descrizione, 197));
-    scrivi(dir + "principi_attivi.tda", righe);
-    scrivi(dir + "principi_attivi.faf", pa_faf);
-
-    std::vector<std::string> atc_faf;
-    for (int i = 0; i < 30; ++i) {
-        const auto& v = atc[c.fino_a(atc.size())];
-        atc_faf.push_back(campo(v.codice, 8) + campo(c.probabile(0.5) ? v.descrizione : parola(c, 3, 6), 94));
-    }
-    ordina_per(atc, [](const atc_voce& v) { return campo(v.descrizione, 94); });
-    righe.clear();
-    for (const auto& v : atc) righe.push_back("000" + campo(v.codice, 8) + campo(v.descrizione, 94));
-    scrivi(dir + "atc.tda", righe);
-    scrivi(dir + "atc.faf", atc_faf);
-
-    std::vector<std::string> ditte_faf;
-    for (std::size_t i = 0; i < ditte / 50 + 3; ++i) {
-        ditte_faf.push_back(tab_ditte[c.fino_a(tab_ditte.size())].substr(3, 4) + campo(parola(c, 2, 4) + " SRL", 18));
-        ditte_faf.push_back(cifre(ditte + i + 1, 4) + campo(parola(c, 2, 4) + " SPA", 18));
-    }
-    scrivi(dir + "ditte.tda", tab_ditte);
-    scrivi(dir + "ditte.faf", ditte_faf);
-
-    std::vector<std::string> note, note_faf;
-    for (int i = 1; i <= 99; ++i)
-        note.push_back("000" + cifre(static_cast<std::uint64_t>(i), 2) + "S" + "01" + campo("NOTA " + std::to_string(i), 50) +
-                       campo("Prescrizione a carico del SSN limitata a " + parola(c, 3, 8), 4000));
-    for (int i = 0; i < 5; ++i)
-        note_faf.push_back(cifre(1 + c.fino_a(99), 2) + "S01" + campo("NOTA AGGIORNATA", 50) +
-                           campo("  Nuovo testo della nota " + parola(c, 3, 6), 4000));
-    scrivi(dir + "notessn.tda", note);
-    scrivi(dir + "notessn.faf", note_faf);
+    // In this order, so a seed always gives the same files.
+    scrivi_farmaci(dir, c, numero, atc_foglie, principi);
+    scrivi_principi(dir, c, tab_principi);
+    scrivi_atc(dir, c, atc);
+    scrivi_ditte(dir, c, tab_ditte);
+    scrivi_note(dir, c);
     return 0;
 }
