@@ -26,10 +26,10 @@ const std::string stato_refuso =
 // ------------------------------------------------------------ names
 
 TEST(nomi_pacchetti, numero_e_successivo) {
-    EXPECT_EQ(pacchetti::numero("j8000123.exe"), 123);
-    EXPECT_EQ(pacchetti::numero("j812x456.exe"), 12);  // leading digits only
-    EXPECT_EQ(pacchetti::numero("j8abcdef.exe"), 0);
-    EXPECT_EQ(pacchetti::numero("x"), 0);
+    EXPECT_EQ(pacchetti::numero_pacchetto("j8000123.exe"), 123);
+    EXPECT_EQ(pacchetti::numero_pacchetto("j812x456.exe"), 12);  // leading digits only
+    EXPECT_EQ(pacchetti::numero_pacchetto("j8abcdef.exe"), 0);
+    EXPECT_EQ(pacchetti::numero_pacchetto("x"), 0);
     EXPECT_EQ(pacchetti::successivo("j8000012"), "j8000013");
     EXPECT_EQ(pacchetti::successivo("j8000099"), "j8000100");
     EXPECT_EQ(pacchetti::successivo("j8000000"), "j8000001");
