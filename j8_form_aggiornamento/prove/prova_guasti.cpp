@@ -86,7 +86,11 @@ bool contiene(const std::string& testo, const std::string& parte) { return testo
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool tutti_gli_errori = false;
 #elif defined(__has_feature)
-constexpr bool tutti_gli_errori = !__has_feature(address_sanitizer) && !__has_feature(undefined_behavior_sanitizer);
+#if __has_feature(address_sanitizer) || __has_feature(undefined_behavior_sanitizer)
+constexpr bool tutti_gli_errori = false;
+#else
+constexpr bool tutti_gli_errori = true;
+#endif
 #else
 constexpr bool tutti_gli_errori = true;
 #endif
@@ -335,23 +339,19 @@ TEST(guasti_aggiornamento, ripristino_all_avvio_impossibile_si_ritenta) {
     vista_registrata v;
     form_aggiornamento bloccato(c.p, v, c.valori);
     ASSERT_EQ(bloccato.Form_Load(), esito_caricamento::pronto);
-    ASSERT_EQ(c.messaggi().size(), 1u);
-    const std::string testo = c.messaggi()[0];
-    EXPECT_TRUE(contiene(testo, "non \xE8 stato possibile riportare le tabelle come erano prima (accesso negato: "))
-        << testo;
-    EXPECT_TRUE(contiene(testo, "c:\\j8\\ripristino_aggiornamento\\")) << testo;
-    EXPECT_TRUE(c.giornale_presente());
     bloccato.esegui_aggiornamento();
-    ASSERT_EQ(c.messaggi().size(), 2u);
-    EXPECT_TRUE(contiene(c.messaggi()[1], "non \xE8 ancora stato ripristinato")) << c.messaggi()[1];
-    EXPECT_TRUE(contiene(c.messaggi()[1], "Le tabelle non sono state modificate")) << c.messaggi()[1];
+    const auto testi = c.messaggi();
+    ASSERT_EQ(testi.size(), 2u);
+    for (const char* parte : {"non \xE8 stato possibile riportare le tabelle come erano prima (accesso negato: ",
+                              "c:\\j8\\ripristino_aggiornamento\\"})
+        EXPECT_TRUE(contiene(testi[0], parte)) << testi[0];
+    for (const char* parte : {"non \xE8 ancora stato ripristinato", "Le tabelle non sono state modificate"})
+        EXPECT_TRUE(contiene(testi[1], parte)) << testi[1];
     EXPECT_TRUE(c.giornale_presente());
 
-    vista_registrata v2;
-    auto libero = c.riavvia(v2);
+    auto libero = c.riavvia(v);
     EXPECT_TRUE(c.stato() == prima);
-    ASSERT_EQ(c.messaggi().size(), 3u);
-    EXPECT_EQ(c.messaggi()[2], messaggio_avvio);
+    EXPECT_EQ(c.messaggi().back(), messaggio_avvio);
     libero->esegui_aggiornamento();
     EXPECT_TRUE(c.stato() == atteso.dopo);
 }
