@@ -12,22 +12,11 @@
 
 #include "j8_form_aggiornamento/giornale_ripristino.hpp"
 #include "j8_form_aggiornamento/modello_aggiornamento.hpp"
+#include "j8_form_aggiornamento/pacchetti.hpp"
 #include "motore_tabelle/motore_tabelle.hpp"
 #include "piattaforma/piattaforma.hpp"
 
 namespace j8 {
-
-// Names of the update packages and their sequence.
-namespace pacchetti {
-// The whole number a text starts with, as the legacy runtime's Val reads
-// a package number: leading blanks skipped, then the digits (0 if none).
-long cifre_iniziali(const std::string& testo);
-// Package number of a name: the value of its characters 3 to 8.
-long numero(const std::string& nome);
-// The name following `nome` (8 characters, no extension): j8000012 gives
-// j8000013, j8000099 gives j8000100.
-std::string successivo(const std::string& nome);
-}  // namespace pacchetti
 
 // The ten table files, in the order the run treats them.
 extern const std::vector<std::string> tabelle_obbligatorie;  // six
@@ -84,11 +73,20 @@ private:
     void chiudi_resoconto(const std::string& esito);
 
     void ridisegna() { vista_.ridisegna(modello); }
+    // The load's working folder and archive; throws on a failure.
+    void prepara_cartelle();
     void aggiorna_tabelle();
     // The two phases; the first returns false on a refusal.
     bool verifica_e_prepara(std::string& prossimo, int& totale);
+    void prepara_copie();
     void applica_pacchetti(std::string prossimo, int totale);
+    // One package: its self-extractor run, then what it unpacked applied.
+    void estrai_pacchetto();
+    void applica_estratti(motore_tabelle& motore);
+    void ricopia_tabelle();
     void completa();
+    void pulisci_scaricati();
+    void avvisa_non_registrato();
     // False when the settings file has no "aggiornamento" line to change.
     bool riscrivi_impostazioni();
 

@@ -1,13 +1,13 @@
 #include "j8_form_aggiornamento/giornale_ripristino.hpp"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cstdio>
 #include <exception>
 #include <functional>
 
 #include "comune/testi_comuni.hpp"
+#include "j8_form_aggiornamento/pacchetti.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
 #include "j8_modulo_aggiornamento/valori_programma.hpp"
 
@@ -39,13 +39,6 @@ void sblocca(piattaforma& p, const std::string& percorso) {
     });
 }
 
-long numero_pacchetto(const std::string& nome) {
-    long n = 0;
-    for (std::size_t i = 2; i < nome.size() && i < 8 && std::isdigit(static_cast<unsigned char>(nome[i])); ++i)
-        n = n * 10 + (nome[i] - '0');
-    return n;
-}
-
 // What a committed run had left to do when it was killed: its working
 // folder and the downloads of the packages it applied, each only once its
 // archived copy is whole. Left there, they would send the next run down
@@ -61,7 +54,7 @@ void completa_pulizia(piattaforma& p, const valori_programma& v, const std::stri
     const std::string da_bbs = senza_barra(v.direttorio_da_bbs);
     ignora_errori([&] {
         for (const std::string& nome : p.elenca_file(da_bbs, "*.exe")) {
-            if (numero_pacchetto(nome) > numero_pacchetto(nuovo)) continue;
+            if (pacchetti::numero_pacchetto(nome) > pacchetti::numero_pacchetto(nuovo)) continue;
             ignora_errori([&] {
                 const std::string archiviato = v.direttorio_archivio + nome;
                 const std::string scaricato = da_bbs + "\\" + nome;

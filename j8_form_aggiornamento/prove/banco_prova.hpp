@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -48,8 +47,9 @@ public:
     }
 };
 
+// Public, so a test can also build many independent runs (banco_libero).
 class banco_prova : public ::testing::Test {
-protected:
+public:
     piattaforma_copione p;
     vista_registrata vista;
     valori_programma valori;
@@ -60,7 +60,6 @@ protected:
     std::string farmaci_senza_doppi;
     std::map<std::string, std::map<std::string, std::string>> contenuti;  // by package name
     std::vector<std::string> estratti_;
-    double inizio_ = 0;
 
     // The self-extractor being driven.
     maniglia estrattore_ = 0;
@@ -101,7 +100,6 @@ protected:
         p.scrivi_file(t + "generici.tda", "generici vecchi\r\n");
 
         p.su_tasti = [this](const std::string& t) { tasti_all_estrattore(t); };
-        inizio_ = p.orologio();
     }
 
     // Keys go to the focused window: the extractor's dialog, or its
@@ -164,25 +162,6 @@ protected:
         return valore_impostazione(righe_lette, "aggiornamento").value_or("<assente>");
     }
 
-    static std::string intestazione(const std::string& file) {
-        std::size_t pos = 0;
-        for (int i = 0; i < righe_intestazione && pos != std::string::npos; ++i) {
-            pos = file.find('\n', pos);
-            if (pos != std::string::npos) ++pos;
-        }
-        return file.substr(0, pos);
-    }
-
-    // Fails the `volta`-th operation `nome` on `percorso` (its first path).
-    void guasto(const std::string& nome, const std::string& percorso, int volta, const std::string& problema) {
-        auto viste = std::make_shared<int>(0);
-        p.regola_guasto = [=](const piattaforma_copione::operazione_file& o) -> std::optional<std::string> {
-            if (o.nome != nome || minuscolo(o.percorso) != minuscolo(percorso)) return std::nullopt;
-            if (++*viste != volta) return std::nullopt;
-            return problema;
-        };
-    }
-    void nessun_guasto() { p.regola_guasto = nullptr; }
 
     std::vector<std::string> messaggi() const {
         std::vector<std::string> testi;
@@ -191,7 +170,12 @@ protected:
     }
     const std::vector<std::string>& estratti() const { return estratti_; }
     std::vector<std::string> tasti_mandati() const { return p.tasti_mandati(); }
-    double secondi_attesi() const { return (p.orologio() - inizio_) * 86400.0; }
+};
+
+// The fixture outside gtest's own run: one per run of a table of cases.
+struct banco_libero : banco_prova {
+    banco_libero() { SetUp(); }
+    void TestBody() override {}
 };
 
 }  // namespace j8::prova

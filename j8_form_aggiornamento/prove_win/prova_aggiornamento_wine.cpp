@@ -1,18 +1,17 @@
-// A whole update run on Windows with real windows: three real
-// self-extracting packages, the form shown, the extractor driven by
-// keystrokes. The result must match, byte for byte, what the j8_tabelle
-// tool makes from the same update files.
+// Update runs on Windows with real windows over one world of three real
+// self-extracting packages: the process killed half-way, a full disk
+// half-way, then a whole run whose result must match, byte for byte, what
+// the j8_tabelle tool makes from the same update files.
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <windows.h>
 
 #include <filesystem>
 #include <functional>
-#include <utility>
-#include <fstream>
 #include <map>
-#include <vector>
 #include <sstream>
+#include <utility>
+#include <vector>
 
 #include "j8_form_aggiornamento/prove/dati_prova.hpp"
 #include "j8_form_aggiornamento/win32/finestra_aggiornamento.hpp"
@@ -91,42 +90,36 @@ std::vector<std::string> scrivi_aggiornamenti(const fs::path& d, int n) {
 
 std::string con_barra(const fs::path& p) { return p.string() + "\\"; }
 
+// Starts a program; false when it does not start.
+bool avvia(std::wstring riga, const wchar_t* cartella, PROCESS_INFORMATION& pi) {
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    if (!CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, cartella, &si, &pi)) return false;
+    CloseHandle(pi.hThread);
+    return true;
+}
+
 // Starts j8_bbs.exe in `cartella`, answers the first message box it shows
 // and gives back that box's text; ends the program if it is still running.
 std::wstring secondo_j8_bbs(const fs::path& bin, const fs::path& cartella) {
-    std::wstring riga = L"\"" + (bin / "j8_bbs.exe").wstring() + L"\"";
-    STARTUPINFOW si{};
-    si.cb = sizeof si;
     PROCESS_INFORMATION pi{};
-    if (!CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, cartella.wstring().c_str(),
-                        &si, &pi))
+    if (!avvia(L"\"" + (bin / "j8_bbs.exe").wstring() + L"\"", cartella.wstring().c_str(), pi))
         return L"(non avviato)";
-    CloseHandle(pi.hThread);
-    struct cerca {
-        DWORD pid;
-        HWND trovata;
-    } c{pi.dwProcessId, nullptr};
-    std::wstring testo = L"(nessun messaggio)";
+    HWND trovata = nullptr;
     entro(20, [&] {
-        EnumWindows(
-            [](HWND h, LPARAM l) -> BOOL {
-                auto* c = reinterpret_cast<cerca*>(l);
-                DWORD pid = 0;
-                wchar_t classe[16] = {};
-                GetWindowThreadProcessId(h, &pid);
-                GetClassNameW(h, classe, 16);
-                if (pid != c->pid || std::wstring(classe) != L"#32770" || !IsWindowVisible(h)) return TRUE;
-                c->trovata = h;
-                return FALSE;
-            },
-            reinterpret_cast<LPARAM>(&c));
-        return c.trovata != nullptr;
+        for (HWND h = FindWindowW(L"#32770", nullptr); h && !trovata; h = FindWindowExW(nullptr, h, L"#32770", nullptr)) {
+            DWORD pid = 0;
+            GetWindowThreadProcessId(h, &pid);
+            if (pid == pi.dwProcessId && IsWindowVisible(h)) trovata = h;
+        }
+        return trovata != nullptr;
     });
-    if (c.trovata) {
+    std::wstring testo = L"(nessun messaggio)";
+    if (trovata) {
         wchar_t t[256] = {};
-        GetDlgItemTextW(c.trovata, 0xFFFF, t, 256);
+        GetDlgItemTextW(trovata, 0xFFFF, t, 256);
         testo = t;
-        PostMessageW(c.trovata, WM_COMMAND, IDOK, 0);
+        PostMessageW(trovata, WM_COMMAND, IDOK, 0);
     }
     if (WaitForSingleObject(pi.hProcess, 10000) != WAIT_OBJECT_0) TerminateProcess(pi.hProcess, 9);
     CloseHandle(pi.hProcess);
@@ -174,9 +167,11 @@ protected:
     std::vector<std::vector<std::string>> contenuti;
     std::map<std::string, std::string> originali;
 
-    // The drug database, `quanti` consecutive packages from the base one,
-    // the settings files and the program-wide values.
-    void prepara(int quanti) {
+    // The drug database, three consecutive packages from the base one, the
+    // settings files, the program-wide values and the tool's result.
+    void prepara() {
+        const int quanti = 3;
+        contenuti.clear();
         std::error_code ec;
         fs::remove_all(radice, ec);
         fs::remove_all("c:\\j8\\lavoro_aggiornamento", ec);
@@ -209,13 +204,67 @@ protected:
         scrivi(config / "j8_config.txt",
                componi_impostazioni((config / "j8_config.txt").string(),
                                     {"direttorio tabelle=" + con_barra(radice / "tabelle")}, 777.0f));
-        SetCurrentDirectoryW(config.wstring().c_str());
+        imposta_valori();
+        ASSERT_NO_FATAL_FAILURE(risultato_dello_strumento(quanti));
+    }
 
+    void imposta_valori() {
+        SetCurrentDirectoryW(config.wstring().c_str());
         valori.direttorio_configurazione = con_barra(config);
         valori.direttorio_da_bbs = con_barra(radice / "da_bbs");
         valori.direttorio_archivio = con_barra(radice / "archivio");
         valori.direttorio_tabelle.clear();
         valori.ultimo_aggiornamento = "j8000000";
+    }
+
+    // What the engine tool gives from the same update files, in "atteso".
+    void risultato_dello_strumento(int quanti) {
+        const std::wstring strumento = L"\"" + (bin / "j8_tabelle.exe").wstring() + L"\" ";
+        const std::wstring atteso = L"\"" + (radice / "atteso").wstring() + L"\"";
+        ASSERT_EQ(esegui(strumento + L"doppi " + atteso), 0);
+        for (int n = 0; n < quanti; ++n) {
+            std::wstring riga = strumento + L"aggiorna " + atteso;
+            for (const auto& nome : contenuti[n]) {
+                copia(radice / "sorgenti" / ("p" + std::to_string(n)) / nome, radice / "atteso" / nome);
+                riga += L" " + fs::path(nome).wstring();
+            }
+            ASSERT_EQ(esegui(riga), 0);
+        }
+        copia(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda");
+        ASSERT_EQ(esegui(strumento + L"secondario " + atteso), 0);
+    }
+
+    // Runs DISABLED_corsa_da_uccidere in a child and kills it (as the task
+    // manager does) once the journal names a table of the copy-back; false
+    // when the child's run ended before that.
+    bool uccidi_a_meta(const fs::path& giornale) {
+        wchar_t proprio[MAX_PATH];
+        GetModuleFileNameW(nullptr, proprio, MAX_PATH);
+        PROCESS_INFORMATION pi{};
+        if (!avvia(L"\"" + std::wstring(proprio) + L"\" --gtest_also_run_disabled_tests "
+                   L"--gtest_filter=aggiornamento_wine.DISABLED_corsa_da_uccidere", nullptr, pi))
+            return false;
+        bool a_meta = false;
+        for (int i = 0; i < 1200 && !a_meta; ++i) {
+            if (WaitForSingleObject(pi.hProcess, 50) == WAIT_OBJECT_0) break;
+            a_meta = leggi(giornale).find("file=1 atc.tda") != std::string::npos;
+        }
+        TerminateProcess(pi.hProcess, 9);
+        WaitForSingleObject(pi.hProcess, 10000);
+        CloseHandle(pi.hProcess);
+        // An extractor the run had started goes with it.
+        for (bool chiuse = true; chiuse; Sleep(250)) {
+            chiuse = false;
+            for (HWND h = FindWindowW(nullptr, nullptr); h; h = GetWindow(h, GW_HWNDNEXT)) {
+                wchar_t titolo[256];
+                GetWindowTextW(h, titolo, 256);
+                if (std::wstring(titolo).find(L"WinZip Self-Extractor") == 0) {
+                    PostMessageW(h, WM_CLOSE, 0, 0);
+                    chiuse = true;
+                }
+            }
+        }
+        return a_meta;
     }
 
     void foto(HWND finestra, const wchar_t* nome) {
@@ -226,138 +275,11 @@ protected:
     }
 };
 
-TEST_F(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
-    ASSERT_NO_FATAL_FAILURE(prepara(3));
-
-    // What the engine tool gives from the same update files.
-    const std::wstring strumento = L"\"" + (bin / "j8_tabelle.exe").wstring() + L"\" ";
-    const std::wstring atteso = L"\"" + (radice / "atteso").wstring() + L"\"";
-    ASSERT_EQ(esegui(strumento + L"doppi " + atteso), 0);
-    for (int n = 0; n < 3; ++n) {
-        std::wstring riga = strumento + L"aggiorna " + atteso;
-        for (const auto& nome : contenuti[n]) {
-            copia(radice / "sorgenti" / ("p" + std::to_string(n)) / nome, radice / "atteso" / nome);
-            riga += L" " + fs::path(nome).wstring();
-        }
-        ASSERT_EQ(esegui(riga), 0);
-    }
-    copia(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda");
-    ASSERT_EQ(esegui(strumento + L"secondario " + atteso), 0);
-
-    // This test's process stands for a running j8_bbs.exe: a second start
-    // while the first package is extracting must end at once, harmless.
-    static const bool istanza = prima_istanza();
-    ASSERT_TRUE(istanza);
-    piattaforma_con_guasto p;
-    std::wstring risposta_secondo;
-    p.all_estrazione = [&] { risposta_secondo = secondo_j8_bbs(bin, config); };
-    finestra_aggiornamento finestra(p, valori);
-    int terminato = -1;
-    finestra.termina = [&](int codice) { terminato = codice; };
-    std::string tabelle_mostrate;
-    finestra.form.su_direttorio_tabelle = [&](const std::string& d) { tabelle_mostrate = d; };
-    finestra.carica_nascosto();
-    ASSERT_EQ(terminato, -1);
-    EXPECT_EQ(tabelle_mostrate, con_barra(radice / "tabelle"));
-    EXPECT_FALSE(IsWindowVisible(finestra.handle()));
-    finestra.mostra();
-    finestra.esegui_aggiornamento();
-
-    const auto& m = finestra.form.modello;
-    EXPECT_EQ(risposta_secondo, L"j8_bbs \u00e8 gi\u00e0 in esecuzione.");
-    EXPECT_EQ(m.Label1.caption, "AGGIORNAMENTO COMPLETATO");
-    EXPECT_EQ(m.Label1.back_color, colore_verde);
-    EXPECT_EQ(m.Label2.caption, "Chiudere il programma di aggiornamento");
-    EXPECT_TRUE(p.messaggi.empty());
-    wchar_t testo[128];
-    GetWindowTextW(finestra.handle(), testo, 128);
-    EXPECT_EQ(std::wstring(testo), L"J8_aggiornamento");
-    foto(finestra.handle(), L"form_aggiornamento_completato.bmp");
-    // The report below the progress, its text also saved in the archive.
-    wchar_t resoconto[2048] = {};
-    GetWindowTextW(GetDlgItem(finestra.handle(), 106), resoconto, 2048);
-    EXPECT_NE(std::wstring(resoconto).find(L"Pacchetti applicati: j8000000.exe j8000001.exe j8000002.exe\r\n"),
-              std::wstring::npos);
-    EXPECT_NE(std::wstring(resoconto).find(L"farmaci.tda: 60 righe aggiunte, 60 sostituite, 0 rimosse"),
-              std::wstring::npos)
-        << resoconto;
-    int salvati = 0;
-    for (const auto& voce : fs::directory_iterator(radice / "archivio"))
-        salvati += voce.path().filename().string().rfind("resoconto_", 0) == 0 &&
-                   leggi(voce.path()) == finestra.form.modello.Text1.text;
-    EXPECT_EQ(salvati, 1);
-
-    const auto ottenute = tabelle_in(radice / "tabelle");
-    const auto attese = tabelle_in(radice / "atteso");
-    ASSERT_EQ(ottenute.size(), attese.size());
-    for (const auto& [nome, contenuto] : attese) {
-        ASSERT_TRUE(ottenute.count(nome)) << nome;
-        EXPECT_TRUE(ottenute.at(nome) == contenuto) << nome << " differs from the tool's result";
-    }
-    EXPECT_EQ(ottenute.at("generici.tda"), "generici del pacchetto 2\r\n");
-    // The drugs of the last package really arrived.
-    EXPECT_NE(ottenute.at("farmaci.tda").find("FARMACO P2 01"), std::string::npos);
-
-    for (int n = 0; n < 3; ++n) {
-        const std::string nome = "j800000" + std::to_string(n) + ".exe";
-        EXPECT_TRUE(fs::exists(radice / "archivio" / nome)) << nome;
-        EXPECT_FALSE(fs::exists(radice / "da_bbs" / nome)) << nome;
-    }
-    EXPECT_FALSE(fs::exists("c:\\j8\\lavoro_aggiornamento"));
-    EXPECT_FALSE(fs::exists(finestra.form.direttorio_ripristino()));
-    file_locali file;
-    const auto righe = leggi_impostazioni(file, (config / "j8_bbs_config.txt").string(), 1.0f);
-    EXPECT_EQ(valore_impostazione(righe, "aggiornamento").value_or("?"), "j8000002");
-    EXPECT_EQ(valore_impostazione(righe, "telefono").value_or("?"), "0612345");
-}
-
-TEST_F(aggiornamento_wine, disco_pieno_a_meta_rimette_le_tabelle) {
-    ASSERT_NO_FATAL_FAILURE(prepara(2));
-    const std::string impostazioni_prima = leggi(config / "j8_bbs_config.txt");
-
-    piattaforma_con_guasto p;
-    // The second package's copy-back fails at its third table.
-    p.copia_guasta = con_barra(radice / "tabelle") + "notessn.tda";
-    p.volta_guasta = 2;
-    finestra_aggiornamento finestra(p, valori);
-    finestra.termina = [](int) {};
-    finestra.carica_nascosto();
-    finestra.mostra();
-    finestra.esegui_aggiornamento();
-
-    EXPECT_EQ(p.viste, 3);  // twice by the run, once by the restore
-    const auto& m = finestra.form.modello;
-    EXPECT_EQ(m.Label1.caption, "Chiudere il programma");
-    ASSERT_EQ(p.messaggi.size(), 1u);
-    EXPECT_NE(p.messaggi[0].find("disco pieno: la tabella " + con_barra(radice / "tabelle") + "notessn.tda"),
-              std::string::npos)
-        << p.messaggi[0];
-    EXPECT_NE(p.messaggi[0].find("l'aggiornamento si pu\xF2 ripetere"), std::string::npos) << p.messaggi[0];
-    EXPECT_NE(p.messaggi[0].find("disco pieno"), std::string::npos) << p.messaggi[0];
-    EXPECT_NE(p.messaggi[0].find("Le tabelle sono state ripristinate"), std::string::npos) << p.messaggi[0];
-    foto(finestra.handle(), L"form_aggiornamento_interrotto.bmp");
-
-    const auto dopo = tabelle_in(radice / "tabelle");
-    ASSERT_EQ(dopo.size(), originali.size());
-    for (const auto& [nome, contenuto] : originali) {
-        ASSERT_TRUE(dopo.count(nome)) << nome;
-        EXPECT_TRUE(dopo.at(nome) == contenuto) << nome << " was not put back";
-    }
-    EXPECT_TRUE(leggi(config / "j8_bbs_config.txt") == impostazioni_prima);
-    EXPECT_TRUE(fs::exists(radice / "da_bbs" / "j8000000.exe"));
-    EXPECT_TRUE(fs::exists(radice / "da_bbs" / "j8000001.exe"));
-    EXPECT_FALSE(fs::exists("c:\\j8\\lavoro_aggiornamento"));
-}
-
-// The run of the test below, in a process of its own so that it can be
+// The run killed by the test below, in a process of its own so that it can be
 // killed: this same program started with --gtest_filter on this test and
 // --gtest_also_run_disabled_tests, after the parent has prepared the disk.
 TEST_F(aggiornamento_wine, DISABLED_corsa_da_uccidere) {
-    SetCurrentDirectoryW(config.wstring().c_str());
-    valori.direttorio_configurazione = con_barra(config);
-    valori.direttorio_da_bbs = con_barra(radice / "da_bbs");
-    valori.direttorio_archivio = con_barra(radice / "archivio");
-    valori.ultimo_aggiornamento = "j8000000";
+    imposta_valori();
     piattaforma_con_guasto p;
     finestra_aggiornamento finestra(p, valori);
     finestra.termina = [](int) {};
@@ -372,83 +294,108 @@ TEST_F(aggiornamento_wine, DISABLED_corsa_da_uccidere) {
     Sleep(60000);
 }
 
-// The process is killed (TerminateProcess, as the task manager does) once
-// the first package is being copied back into the tables directory. The
-// next start puts the tables back as they were and says so once; then a
-// normal run completes.
-TEST_F(aggiornamento_wine, processo_ucciso_a_meta_tabelle_rimesse_all_avvio) {
-    const fs::path giornale = "c:\\j8\\ripristino_aggiornamento\\elenco_ripristino.txt";
-    std::string impostazioni_prima;
-    bool a_meta = false;
+// The process killed half-way: the next start puts the tables back and
+// says so once. Then the second package's copy-back meets a full disk: the
+// tables are put back and the run can be repeated. Repeated, the run (with
+// a second start of j8_bbs.exe refused meanwhile) gives the tool's result.
+TEST_F(aggiornamento_wine, processo_ucciso_disco_pieno_poi_tre_pacchetti_come_lo_strumento) {
+    ASSERT_NO_FATAL_FAILURE(prepara());
+    const std::string impostazioni_prima = leggi(config / "j8_bbs_config.txt");
+    const std::string tabelle = con_barra(radice / "tabelle");
     // Under a heavy load the run in the child has been seen, rarely, to end
-    // before the copy-back; it prints what it said, and one more try is made.
-    for (int prova = 0; prova < 2 && !a_meta; ++prova) {
-        ASSERT_NO_FATAL_FAILURE(prepara(2));
-        impostazioni_prima = leggi(config / "j8_bbs_config.txt");
-
-        wchar_t proprio[MAX_PATH];
-        GetModuleFileNameW(nullptr, proprio, MAX_PATH);
-        std::wstring riga = L"\"" + std::wstring(proprio) +
-                            L"\" --gtest_also_run_disabled_tests "
-                            L"--gtest_filter=aggiornamento_wine.DISABLED_corsa_da_uccidere";
-        STARTUPINFOW si{};
-        si.cb = sizeof si;
-        PROCESS_INFORMATION pi{};
-        ASSERT_TRUE(CreateProcessW(nullptr, riga.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
-        CloseHandle(pi.hThread);
-        // Wait until the journal names a table of the copy-back: from then on
-        // the tables directory is half-updated.
-        for (int i = 0; i < 1200 && !a_meta; ++i) {
-            if (WaitForSingleObject(pi.hProcess, 50) == WAIT_OBJECT_0) break;
-            a_meta = leggi(giornale).find("file=1 atc.tda") != std::string::npos;
-        }
-        TerminateProcess(pi.hProcess, 9);
-        WaitForSingleObject(pi.hProcess, 10000);
-        CloseHandle(pi.hProcess);
-        if (!a_meta) std::printf("la corsa non ha raggiunto la copia delle tabelle (prova %d)\n", prova + 1);
+    // before the copy-back; it prints what it said, and one more try is made
+    // on a fresh world.
+    const fs::path giornale = "c:\\j8\\ripristino_aggiornamento\\elenco_ripristino.txt";
+    bool a_meta = uccidi_a_meta(giornale);
+    if (!a_meta) {
+        std::printf("la corsa non ha raggiunto la copia delle tabelle (prova 1)\n");
+        ASSERT_NO_FATAL_FAILURE(prepara());
+        a_meta = uccidi_a_meta(giornale);
     }
     ASSERT_TRUE(a_meta) << "the run never reached the copy-back";
-    // An extractor the run had started goes with it.
-    for (int i = 0; i < 20; ++i) {
-        HWND h = FindWindowW(nullptr, nullptr);
-        bool chiuse = false;
-        for (; h; h = GetWindow(h, GW_HWNDNEXT)) {
-            wchar_t titolo[256];
-            GetWindowTextW(h, titolo, 256);
-            if (std::wstring(titolo).find(L"WinZip Self-Extractor") == 0) {
-                PostMessageW(h, WM_CLOSE, 0, 0);
-                chiuse = true;
-            }
-        }
-        if (!chiuse) break;
-        Sleep(250);
-    }
     EXPECT_TRUE(leggi(config / "j8_bbs_config.txt") == impostazioni_prima);
     EXPECT_TRUE(fs::exists(giornale));
     EXPECT_FALSE(tabelle_in(radice / "tabelle") == originali);
 
-    // The next start.
+    // The next start. This test's process stands for a running j8_bbs.exe:
+    // a second start while the first package is extracting must end at
+    // once, harmless.
+    static const bool istanza = prima_istanza();
+    ASSERT_TRUE(istanza);
     piattaforma_con_guasto p;
+    std::wstring risposta_secondo;
+    p.all_estrazione = [&] { risposta_secondo = secondo_j8_bbs(bin, config); };
     finestra_aggiornamento finestra(p, valori);
     int terminato = -1;
     finestra.termina = [&](int codice) { terminato = codice; };
+    std::string tabelle_mostrate;
+    finestra.form.su_direttorio_tabelle = [&](const std::string& d) { tabelle_mostrate = d; };
     finestra.carica_nascosto();
     ASSERT_EQ(terminato, -1);
+    EXPECT_EQ(tabelle_mostrate, tabelle);
+    EXPECT_FALSE(IsWindowVisible(finestra.handle()));
     ASSERT_EQ(p.messaggi.size(), 1u);
-    EXPECT_EQ(p.messaggi[0].find("L'aggiornamento precedente si \xE8 interrotto: le tabelle sono state riportate"),
-              0u)
+    EXPECT_EQ(p.messaggi[0].find("L'aggiornamento precedente si \xE8 interrotto: le tabelle sono state riportate"), 0u)
         << p.messaggi[0];
     EXPECT_TRUE(tabelle_in(radice / "tabelle") == originali);
-    std::error_code ec;
-    for (const auto& voce : fs::directory_iterator(radice / "tabelle", ec))
+    for (const auto& voce : fs::directory_iterator(radice / "tabelle"))
         EXPECT_EQ(voce.path().extension().string(), ".tda") << voce.path().string();
     EXPECT_FALSE(fs::exists(giornale));
 
+    p.copia_guasta = tabelle + "notessn.tda";
+    p.volta_guasta = 2;
     finestra.mostra();
     finestra.esegui_aggiornamento();
-    EXPECT_EQ(finestra.form.modello.Label1.caption, "AGGIORNAMENTO COMPLETATO");
-    EXPECT_EQ(p.messaggi.size(), 1u);
+    const auto& m = finestra.form.modello;
+    EXPECT_EQ(risposta_secondo, L"j8_bbs \u00e8 gi\u00e0 in esecuzione.");
+    EXPECT_EQ(p.viste, 3);  // twice by the run, once by the restore
+    EXPECT_EQ(m.Label1.caption, "Chiudere il programma");
+    ASSERT_EQ(p.messaggi.size(), 2u);
+    for (const std::string& parte : {"disco pieno: la tabella " + tabelle + "notessn.tda",
+                                     std::string("l'aggiornamento si pu\xF2 ripetere"),
+                                     std::string("Le tabelle sono state ripristinate")})
+        EXPECT_NE(p.messaggi[1].find(parte), std::string::npos) << p.messaggi[1];
+    foto(finestra.handle(), L"form_aggiornamento_interrotto.bmp");
+    EXPECT_TRUE(tabelle_in(radice / "tabelle") == originali);
+    EXPECT_TRUE(leggi(config / "j8_bbs_config.txt") == impostazioni_prima);
+    EXPECT_TRUE(fs::exists(radice / "da_bbs" / "j8000001.exe"));
+    EXPECT_FALSE(fs::exists("c:\\j8\\lavoro_aggiornamento"));
+
+    p.copia_guasta.clear();
+    ASSERT_EQ(finestra.form.Form_Load(), esito_caricamento::pronto);
+    finestra.esegui_aggiornamento();
+    EXPECT_EQ(m.Label1.caption, "AGGIORNAMENTO COMPLETATO");
+    EXPECT_EQ(m.Label1.back_color, colore_verde);
+    EXPECT_EQ(p.messaggi.size(), 2u);
+    wchar_t testo[128];
+    GetWindowTextW(finestra.handle(), testo, 128);
+    EXPECT_EQ(std::wstring(testo), L"J8_aggiornamento");
+    foto(finestra.handle(), L"form_aggiornamento_completato.bmp");
+    // The report below the progress, its text also saved in the archive.
+    wchar_t resoconto[2048] = {};
+    GetWindowTextW(GetDlgItem(finestra.handle(), 106), resoconto, 2048);
+    EXPECT_NE(std::wstring(resoconto).find(L"Pacchetti applicati: j8000000.exe j8000001.exe j8000002.exe\r\n"),
+              std::wstring::npos);
+    EXPECT_NE(std::wstring(resoconto).find(L"farmaci.tda: 60 righe aggiunte, 60 sostituite, 0 rimosse"),
+              std::wstring::npos) << resoconto;
+    int salvati = 0;
+    for (const auto& voce : fs::directory_iterator(radice / "archivio"))
+        salvati += voce.path().filename().string().rfind("resoconto_", 0) == 0 && leggi(voce.path()) == m.Text1.text;
+    EXPECT_EQ(salvati, 1);
+
+    const auto ottenute = tabelle_in(radice / "tabelle");
+    EXPECT_TRUE(ottenute == tabelle_in(radice / "atteso")) << "the tables differ from the tool's result";
+    EXPECT_EQ(ottenute.at("generici.tda"), "generici del pacchetto 2\r\n");
+    EXPECT_NE(ottenute.at("farmaci.tda").find("FARMACO P2 01"), std::string::npos);
+    for (int n = 0; n < 3; ++n) {
+        const std::string nome = "j800000" + std::to_string(n) + ".exe";
+        EXPECT_TRUE(fs::exists(radice / "archivio" / nome)) << nome;
+        EXPECT_FALSE(fs::exists(radice / "da_bbs" / nome)) << nome;
+    }
+    EXPECT_FALSE(fs::exists("c:\\j8\\lavoro_aggiornamento"));
+    EXPECT_FALSE(fs::exists(finestra.form.direttorio_ripristino()));
     file_locali file;
     const auto righe = leggi_impostazioni(file, (config / "j8_bbs_config.txt").string(), 1.0f);
-    EXPECT_EQ(valore_impostazione(righe, "aggiornamento").value_or("?"), "j8000001");
+    EXPECT_EQ(valore_impostazione(righe, "aggiornamento").value_or("?"), "j8000002");
+    EXPECT_EQ(valore_impostazione(righe, "telefono").value_or("?"), "0612345");
 }
