@@ -87,7 +87,7 @@ TEST(caricamento, senza_configurazione_o_archivio) {
         const auto testi = b.messaggi();
         ASSERT_EQ(testi.size(), c.parti.empty() ? 0u : 1u);
         for (const std::string& parte : c.parti) EXPECT_NE(testi[0].find(parte), std::string::npos) << testi[0];
-        if (c.esito == esito_caricamento::fine_programma) EXPECT_EQ(b.p.tutti_i_file(), file_prima);
+        if (c.esito == esito_caricamento::fine_programma) { EXPECT_EQ(b.p.tutti_i_file(), file_prima); }
     }
 }
 

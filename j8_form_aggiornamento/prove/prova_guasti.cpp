@@ -208,7 +208,7 @@ TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio
         // short only under a temporary name.
         c.p.riavvia();
         for (const auto& [nome, s] : c.stato())
-            if (nome.ends_with(".tda")) EXPECT_TRUE(s.contenuto.empty() || s.contenuto.ends_with("\r\n")) << nome;
+            if (nome.ends_with(".tda")) { EXPECT_TRUE(s.contenuto.empty() || s.contenuto.ends_with("\r\n")) << nome; }
         vista_registrata v;
         auto form = c.riavvia(v);
         EXPECT_FALSE(c.giornale_presente());

@@ -58,7 +58,7 @@ TEST(manda_tasto, finestra_cercata_per_titolo_e_testo_del_figlio) {
         const data_ora inizio = p.orologio();
         EXPECT_EQ(manda_tasto(p, "{enter}", c.titolo, c.limite, c.figlio), c.trovata) << c.titolo << " " << c.figlio;
         EXPECT_LT(trascorsi(p, inizio), c.secondi_massimi) << c.titolo;
-        if (c.limite > 0 && !c.trovata) EXPECT_GT(trascorsi(p, inizio), c.limite) << c.titolo;
+        if (c.limite > 0 && !c.trovata) { EXPECT_GT(trascorsi(p, inizio), c.limite) << c.titolo; }
     }
 }
 
