@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdio>
 #include <tuple>
 
+#include "comune/data_ora.hpp"
 #include "motore_tabelle/prove/comune.hpp"
 
 using namespace j8;
@@ -37,6 +40,31 @@ TEST(testi, ordine_spazi_righe_tracciato_e_date) {
     for (auto d : {"20240229", "20000229", "19960229", "18991230"}) EXPECT_TRUE(data_valida(d)) << d;
     for (auto d : {"20230229", "19000229", "20241301", "20240100", "00000101", "2024 101", "        ", "2024010"})
         EXPECT_FALSE(data_valida(d)) << d;
+    // Every month's last day, and the day after it.
+    const int fine_mese[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    for (int m = 1; m <= 12; ++m) {
+        char d[32];
+        std::snprintf(d, sizeof d, "2026%02d%02d", m, fine_mese[m - 1]);
+        EXPECT_TRUE(data_valida(d)) << d;
+        std::snprintf(d, sizeof d, "2026%02d%02d", m, fine_mese[m - 1] + 1);
+        EXPECT_FALSE(data_valida(d)) << d;
+    }
+}
+
+// The legacy runtime's day numbers, and back to the calendar.
+TEST(date, giorni_dal_1899_e_ritorno) {
+    EXPECT_EQ(componi_data_ora(1899, 12, 30), 0);
+    EXPECT_EQ(componi_data_ora(1900, 3, 1), 61);
+    EXPECT_EQ(componi_data_ora(2026, 11, 24, 18), 46350.75);
+    data_ora giorno = componi_data_ora(2023, 12, 31);
+    for (int i = 0; i < 800; ++i, giorno += 1) {  // through a leap year
+        const data_civile c = scomponi_data_ora(giorno + 0.5);
+        ASSERT_EQ(componi_data_ora(c.anno, c.mese, c.giorno), giorno) << i;
+        ASSERT_TRUE(c.giorno >= 1 && c.giorno <= 31 && c.mese >= 1 && c.mese <= 12 && c.ore == 12) << i;
+    }
+    const data_civile c = scomponi_data_ora(componi_data_ora(2024, 2, 29, 23, 59, 58));
+    EXPECT_EQ((std::array<int, 6>{c.anno, c.mese, c.giorno, c.ore, c.minuti, c.secondi}),
+              (std::array<int, 6>{2024, 2, 29, 23, 59, 58}));
 }
 
 TEST(ShellSortAny, righe_uguali_nell_ordine_dell_algoritmo_originale) {
