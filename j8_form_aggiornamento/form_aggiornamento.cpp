@@ -91,8 +91,8 @@ modello_aggiornamento::modello_aggiornamento() {
     Text1.height = 160;
 }
 
-form_aggiornamento::form_aggiornamento(piattaforma& p, vista_aggiornamento& vista)
-    : p_(p), vista_(vista) {}
+form_aggiornamento::form_aggiornamento(piattaforma& p, vista_aggiornamento& vista, valori_programma& valori)
+    : valori(valori), p_(p), vista_(vista) {}
 
 // The window keeps painting (and blinking) through every wait, so it
 // never shows as not responding; clicks meanwhile are ignored by the run.
@@ -128,7 +128,6 @@ void form_aggiornamento::svuota_e_rimuovi(const std::string& direttorio) {
 // ---------------------------------------------------------------- load
 
 esito_caricamento form_aggiornamento::Form_Load() {
-    if (a_capo.empty()) a_capo = "\r\n";
     modello.Label1.caption = "L'esecuzione dell'aggiornamento potr\xE0" " richiedere alcuni minuti";
     modello.Label1.width = modello.Label2.width = modello.Label3.width;
     modello.Label1.left = modello.Label2.left = modello.Label3.left;
@@ -137,7 +136,7 @@ esito_caricamento form_aggiornamento::Form_Load() {
     // anything else, whatever the rest of the load finds. A journal held
     // open belongs to a run still going in another start of the program:
     // its working folder and tables are not ours to touch.
-    if (controlla_aggiornamento_interrotto(p_) == esito_avvio::in_corso) {
+    if (controlla_aggiornamento_interrotto(p_, valori) == esito_avvio::in_corso) {
         p_.messaggio("j8_bbs \xE8 gi\xE0 in esecuzione.", titolo_form);
         return esito_caricamento::fine_programma;
     }
@@ -162,14 +161,14 @@ esito_caricamento form_aggiornamento::Form_Load() {
     }
 
     try {
-        const std::string unita = direttorio_archivio.substr(0, 3);
+        const std::string unita = valori.direttorio_archivio.substr(0, 3);
         const std::string lavoro = unita + "j8\\lavoro_aggiornamento";
         svuota_e_rimuovi(lavoro);
         if (!p_.esiste_direttorio(unita + "j8")) p_.crea_direttorio(unita + "j8");
         if (!p_.esiste_direttorio(lavoro)) p_.crea_direttorio(lavoro);
-        direttorio_lavoro = lavoro + "\\";
+        valori.direttorio_lavoro = lavoro + "\\";
 
-        const std::string archivio = senza_barra(direttorio_archivio);
+        const std::string archivio = senza_barra(valori.direttorio_archivio);
         if (!p_.esiste_direttorio(archivio)) p_.crea_direttorio(archivio);
 
         // Keep the newest twenty packages of the archive.
@@ -190,14 +189,14 @@ esito_caricamento form_aggiornamento::Form_Load() {
         p_.messaggio("Impossibile preparare la cartella di lavoro dell'aggiornamento." + a_capo +
                          messaggio_di(e) + a_capo +
                          "Controllare in j8_bbs_config.txt il direttorio archivio aggiornamenti (" +
-                         direttorio_archivio + "): la sua unit\xE0" " deve esistere ed essere scrivibile." +
+                         valori.direttorio_archivio + "): la sua unit\xE0" " deve esistere ed essere scrivibile." +
                          a_capo + "Il programma viene chiuso senza modificare le tabelle.",
                      titolo_form);
         return esito_caricamento::fine_programma;
     }
 
     if (tabelle_lette) {
-        direttorio_tabelle = *tabelle_lette;
+        valori.direttorio_tabelle = *tabelle_lette;
         if (su_direttorio_tabelle) su_direttorio_tabelle(*tabelle_lette);
     }
     ridisegna();
@@ -228,21 +227,21 @@ void form_aggiornamento::inizia_ripristino() {
                           "(riavviare il programma)");
     }
     svuota_e_rimuovi(d);
-    const std::string j8 = direttorio_archivio.substr(0, 3) + "j8";
+    const std::string j8 = valori.direttorio_archivio.substr(0, 3) + "j8";
     if (!p_.esiste_direttorio(j8)) p_.crea_direttorio(j8);
     if (!p_.esiste_direttorio(senza_barra(d))) p_.crea_direttorio(senza_barra(d));
 
-    giornale_.tabelle = direttorio_tabelle;
-    giornale_.impostazioni = direttorio_configurazione + std::string(file_configurazione_bbs);
+    giornale_.tabelle = valori.direttorio_tabelle;
+    giornale_.impostazioni = valori.direttorio_configurazione + std::string(file_configurazione_bbs);
     giornale_.vecchio = valore_impostazione(leggi_impostazioni(p_, giornale_.impostazioni,
                                                                p_.secondi_da_mezzanotte()),
                                             "aggiornamento")
                             .value_or("");
     for (const auto* elenco : {&tabelle_obbligatorie, &tabelle_facoltative}) {
         for (const std::string& nome : *elenco) {
-            if (!p_.esiste_file(direttorio_tabelle + nome)) continue;
+            if (!p_.esiste_file(valori.direttorio_tabelle + nome)) continue;
             try {
-                giornale_.attributi.emplace_back(nome, p_.attributi_file(direttorio_tabelle + nome));
+                giornale_.attributi.emplace_back(nome, p_.attributi_file(valori.direttorio_tabelle + nome));
             } catch (const errore_file&) {
                 // Attributes unknown: left as the run leaves them.
             }
@@ -270,9 +269,9 @@ void form_aggiornamento::proteggi(const std::string& nome) {
     for (const auto& [n, c_era] : giornale_.file)
         if (n == chiave) return;
     const std::string d = direttorio_ripristino();
-    const bool c_era = p_.esiste_file(direttorio_tabelle + nome);
+    const bool c_era = p_.esiste_file(valori.direttorio_tabelle + nome);
     if (c_era) {
-        p_.copia_file(direttorio_tabelle + nome, d + chiave);
+        p_.copia_file(valori.direttorio_tabelle + nome, d + chiave);
         // A read-only copy could not be replaced or deleted later.
         try {
             p_.imposta_solo_archivio(d + chiave);
@@ -285,7 +284,7 @@ void form_aggiornamento::proteggi(const std::string& nome) {
 
 void form_aggiornamento::copia_in_tabelle(const std::string& da, const std::string& nome) {
     proteggi(nome);
-    copia_intera(da, direttorio_tabelle + nome);
+    copia_intera(da, valori.direttorio_tabelle + nome);
 }
 
 // A copy cut short straight onto a table would leave it half-written: the
@@ -349,18 +348,18 @@ std::string form_aggiornamento::descrivi(const std::exception& e, consiglio& c) 
                          tabelle_obbligatorie.end();
     bool del_pacchetto = false;
     std::string cosa = percorso;
-    if (minuscolo(percorso) == minuscolo(senza_barra(direttorio_lavoro))) {
+    if (minuscolo(percorso) == minuscolo(senza_barra(valori.direttorio_lavoro))) {
         cosa = "la cartella di lavoro dell'aggiornamento";
-    } else if (sotto(percorso, direttorio_lavoro) && tabella) {
-        cosa = "la tabella " + direttorio_tabelle + nome;
-    } else if (sotto(percorso, direttorio_lavoro)) {
+    } else if (sotto(percorso, valori.direttorio_lavoro) && tabella) {
+        cosa = "la tabella " + valori.direttorio_tabelle + nome;
+    } else if (sotto(percorso, valori.direttorio_lavoro)) {
         cosa = "il file " + nome + " del pacchetto " + pacchetto;
         del_pacchetto = true;
-    } else if (sotto(percorso, direttorio_tabelle)) {
+    } else if (sotto(percorso, valori.direttorio_tabelle)) {
         const bool tda = minuscolo(nome).size() > 4 && minuscolo(nome).substr(nome.size() - 4) == ".tda";
-        cosa = (tda ? "la tabella " : "il file ") + direttorio_tabelle + nome;
-    } else if (sotto(percorso, direttorio_da_bbs)) {
-        cosa = "il pacchetto " + nome + " (in " + direttorio_da_bbs + ")";
+        cosa = (tda ? "la tabella " : "il file ") + valori.direttorio_tabelle + nome;
+    } else if (sotto(percorso, valori.direttorio_da_bbs)) {
+        cosa = "il pacchetto " + nome + " (in " + valori.direttorio_da_bbs + ")";
         del_pacchetto = true;
     }
     if (passeggero(f->problema())) c = consiglio::ripetere;
@@ -415,7 +414,7 @@ void form_aggiornamento::interrompi(const std::string& problema, consiglio c) {
                                    : std::string("le tabelle NON sono state ripristinate.")));
     p_.messaggio(testo, titolo_form);
     if (ripristinate && toccate) chiudi_ripristino();
-    svuota_e_rimuovi(direttorio_lavoro);
+    svuota_e_rimuovi(valori.direttorio_lavoro);
 }
 
 namespace {
@@ -499,7 +498,7 @@ void form_aggiornamento::sostituita(const std::string& tabella) {
 // or cut off by a gap in the series.
 void form_aggiornamento::elenca_non_applicati(const std::string& ultimo_applicato) {
     try {
-        for (const std::string& nome : p_.elenca_file(senza_barra(direttorio_da_bbs), "*.exe")) {
+        for (const std::string& nome : p_.elenca_file(senza_barra(valori.direttorio_da_bbs), "*.exe")) {
             const std::string n = minuscolo(nome);
             if (std::find(resoconto_.applicati.begin(), resoconto_.applicati.end(), n) != resoconto_.applicati.end())
                 continue;
@@ -542,7 +541,7 @@ void form_aggiornamento::chiudi_resoconto(const std::string& esito) {
 
     // Saved beside the packages, the newest kept; any failure only costs
     // the file, never the run.
-    const std::string archivio = senza_barra(direttorio_archivio);
+    const std::string archivio = senza_barra(valori.direttorio_archivio);
     const std::string nome = "resoconto_" + std::to_string(d.anno) + due_cifre(d.mese) + due_cifre(d.giorno) +
                              "_" + due_cifre(d.ore) + due_cifre(d.minuti) + due_cifre(d.secondi) + ".txt";
     try {
@@ -570,7 +569,6 @@ void form_aggiornamento::aggiorna_tabelle() {
         bool& b;
         ~fine_corsa() { b = false; }
     } fine{in_corso_};
-    if (a_capo.empty()) a_capo = "\r\n";
     giornale_attivo_ = false;
     resoconto_ = {};
     modello.Text1.visible = false;
@@ -578,7 +576,7 @@ void form_aggiornamento::aggiorna_tabelle() {
         std::string prossimo;
         int totale = 0;
         if (!verifica_e_prepara(prossimo, totale)) {
-            elenca_non_applicati(ultimo_aggiornamento);
+            elenca_non_applicati(valori.ultimo_aggiornamento);
             chiudi_resoconto("Aggiornamento rifiutato: le tabelle non sono state modificate.");
             return;
         }
@@ -599,8 +597,8 @@ bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) 
     m.Label1.visible = true;
     ridisegna();
 
-    const std::string da_bbs = senza_barra(direttorio_da_bbs);
-    const std::string ultimo = minuscolo(ultimo_aggiornamento);
+    const std::string da_bbs = senza_barra(valori.direttorio_da_bbs);
+    const std::string ultimo = minuscolo(valori.ultimo_aggiornamento);
     totale = 0;
     for (const std::string& nome : p_.elenca_file(da_bbs, "*.exe")) {
         const std::string inizio = minuscolo(nome.substr(0, 8));
@@ -608,10 +606,10 @@ bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) 
     }
 
     const long ultimo_numero = pacchetti::cifre_iniziali(
-        ultimo_aggiornamento.size() > 2 ? ultimo_aggiornamento.substr(2) : "");
-    const bool base_presente = p_.esiste_file(direttorio_da_bbs + pacchetto_base);
-    prossimo = pacchetti::successivo(ultimo_aggiornamento) + ".exe";
-    if (!p_.esiste_file(direttorio_da_bbs + prossimo)) {
+        valori.ultimo_aggiornamento.size() > 2 ? valori.ultimo_aggiornamento.substr(2) : "");
+    const bool base_presente = p_.esiste_file(valori.direttorio_da_bbs + pacchetto_base);
+    prossimo = pacchetti::successivo(valori.ultimo_aggiornamento) + ".exe";
+    if (!p_.esiste_file(valori.direttorio_da_bbs + prossimo)) {
         if (!base_presente) {
             m.Label1.back_color = colore_verde;
             m.Label1.caption = "Chiudere il programma";
@@ -628,39 +626,39 @@ bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) 
     if (ultimo_numero == 0 && base_presente) prossimo = pacchetto_base;
 
     // "ultime_tabelle" beside the tables directory.
-    if (direttorio_tabelle.size() >= 2) {
-        const std::size_t barra = direttorio_tabelle.rfind('\\', direttorio_tabelle.size() - 2);
+    if (valori.direttorio_tabelle.size() >= 2) {
+        const std::size_t barra = valori.direttorio_tabelle.rfind('\\', valori.direttorio_tabelle.size() - 2);
         if (barra != std::string::npos) {
-            direttorio_ultime_tabelle = direttorio_tabelle.substr(0, barra + 1) + "ultime_tabelle";
+            valori.direttorio_ultime_tabelle = valori.direttorio_tabelle.substr(0, barra + 1) + "ultime_tabelle";
         }
     }
-    const std::string ultime = senza_barra(direttorio_ultime_tabelle);
+    const std::string ultime = senza_barra(valori.direttorio_ultime_tabelle);
     if (!ultime.empty() && !p_.esiste_direttorio(ultime)) p_.crea_direttorio(ultime);
-    direttorio_ultime_tabelle = con_barra(direttorio_ultime_tabelle);
+    valori.direttorio_ultime_tabelle = con_barra(valori.direttorio_ultime_tabelle);
 
     inizia_ripristino();
-    sblocca_tabelle(p_, direttorio_ultime_tabelle);
+    sblocca_tabelle(p_, valori.direttorio_tabelle, valori.direttorio_ultime_tabelle);
     proteggi("farmaci.tda");
     proteggi("farmaci.$$$");
     {
         avanzamento_form av(p_, m, vista_);
-        motore_tabelle(p_, av).elimina_doppi_farmaci(direttorio_tabelle);
+        motore_tabelle(p_, av).elimina_doppi_farmaci(valori.direttorio_tabelle);
     }
 
     for (const std::string& nome : tabelle_obbligatorie) {
-        p_.copia_file(direttorio_tabelle + nome, direttorio_ultime_tabelle + nome);
+        p_.copia_file(valori.direttorio_tabelle + nome, valori.direttorio_ultime_tabelle + nome);
     }
     for (const std::string& nome : tabelle_facoltative) {
-        if (p_.esiste_file(direttorio_tabelle + nome)) {
-            p_.copia_file(direttorio_tabelle + nome, direttorio_ultime_tabelle + nome);
+        if (p_.esiste_file(valori.direttorio_tabelle + nome)) {
+            p_.copia_file(valori.direttorio_tabelle + nome, valori.direttorio_ultime_tabelle + nome);
         }
     }
     for (const std::string& nome : tabelle_obbligatorie) {
-        p_.copia_file(direttorio_tabelle + nome, direttorio_lavoro + nome);
+        p_.copia_file(valori.direttorio_tabelle + nome, valori.direttorio_lavoro + nome);
         // A table left read-only (its attributes could not be changed) is
         // copied read-only; the working copy must be rewritable all the same.
         try {
-            p_.imposta_solo_archivio(direttorio_lavoro + nome);
+            p_.imposta_solo_archivio(valori.direttorio_lavoro + nome);
         } catch (const errore_file&) {
         }
     }
@@ -671,9 +669,7 @@ bool form_aggiornamento::verifica_e_prepara(std::string& prossimo, int& totale) 
 
 // ---------------------------------------------------------------- packages
 
-
-void sblocca_tabelle(piattaforma& p, const std::string& direttorio) {
-    const std::string tabelle = direttorio_tabelle;
+void sblocca_tabelle(piattaforma& p, const std::string& tabelle, const std::string& direttorio) {
     for (const std::string* base : {&tabelle, &direttorio}) {
         for (const auto* elenco : {&tabelle_obbligatorie, &tabelle_facoltative}) {
             for (const std::string& nome : *elenco) {
@@ -691,8 +687,8 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
     avanzamento_form av(p_, m, vista_);
     int contatore = 0;
     while (!prossimo.empty()) {
-        pacchetto_corrente_ = direttorio_da_bbs + prossimo;
-        p_.copia_file(direttorio_da_bbs + prossimo, direttorio_archivio + prossimo);
+        pacchetto_corrente_ = valori.direttorio_da_bbs + prossimo;
+        p_.copia_file(valori.direttorio_da_bbs + prossimo, valori.direttorio_archivio + prossimo);
 
         m.Label1.caption = "Caricamento tabelle in corso. Attendere...";
         m.Label1.width = m.Label2.width = m.Label3.width;
@@ -702,14 +698,14 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
                            std::to_string(totale);
         ridisegna();
 
-        pacchetto_corrente_ = direttorio_da_bbs + prossimo;
+        pacchetto_corrente_ = valori.direttorio_da_bbs + prossimo;
         attendi(2);
 
         // Load the working tables with the status line blinking.
         m.ProgressBar1.visible = true;
         av.stato_lampeggiante(m.Label1.caption);
         motore_tabelle motore(p_, av);
-        motore.carica_tabelle(direttorio_lavoro);
+        motore.carica_tabelle(valori.direttorio_lavoro);
         m.ProgressBar1.visible = false;
         m.ProgressBar1.value = 0;
         m.Timer1.enabled = false;
@@ -730,7 +726,7 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
         // Keys only into the extractor's windows: a window of another
         // program in front, or the extractor gone, stops the run instead.
         p_.attiva_task(task);
-        p_.manda_tasti_a(task, tasti_letterali(senza_barra(direttorio_lavoro)));
+        p_.manda_tasti_a(task, tasti_letterali(senza_barra(valori.direttorio_lavoro)));
         attendi(1);
         manda_tasto(p_, "{enter}", "WinZip Self-Extractor", 0, "unzipped successfully", task);
         attendi(1);
@@ -740,7 +736,7 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
         p_.manda_tasti_a(task, "{enter}");
         attendi(1);
 
-        const std::vector<std::string> trovati = p_.elenca_file(senza_barra(direttorio_lavoro), "*.*");
+        const std::vector<std::string> trovati = p_.elenca_file(senza_barra(valori.direttorio_lavoro), "*.*");
         m.Label1.back_color = colore_rosso;
         for (const std::string& nome : trovati) {
             const std::string minuscolo_nome = minuscolo(nome);
@@ -749,20 +745,20 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
                 ridisegna();
                 attendi(1);
                 conteggio_variazioni c;
-                motore.applica_aggiornamento(direttorio_lavoro, nome, &c);
+                motore.applica_aggiornamento(valori.direttorio_lavoro, nome, &c);
                 conta_variazioni(minuscolo_nome.substr(0, minuscolo_nome.size() - 3) + "tda", c);
             } else if (e_facoltativa(minuscolo_nome)) {
-                copia_in_tabelle(direttorio_lavoro + nome, minuscolo_nome);
+                copia_in_tabelle(valori.direttorio_lavoro + nome, minuscolo_nome);
                 sostituita(minuscolo_nome);
             } else if (minuscolo_nome.size() >= 3 &&
                        minuscolo_nome.compare(minuscolo_nome.size() - 3, 3, "new") == 0) {
                 const std::string bersaglio = nome.substr(0, nome.size() - 3) + "tda";
-                if (p_.esiste_file(direttorio_tabelle + bersaglio)) {
-                    p_.copia_file(direttorio_tabelle + bersaglio, direttorio_ultime_tabelle + bersaglio);
+                if (p_.esiste_file(valori.direttorio_tabelle + bersaglio)) {
+                    p_.copia_file(valori.direttorio_tabelle + bersaglio, valori.direttorio_ultime_tabelle + bersaglio);
                 }
                 proteggi(bersaglio);
                 try {
-                    copia_intera(direttorio_lavoro + nome, direttorio_tabelle + bersaglio);
+                    copia_intera(valori.direttorio_lavoro + nome, valori.direttorio_tabelle + bersaglio);
                     sostituita(bersaglio);
                 } catch (const errore_file&) {
                     // Ignored: the old table stays, whole.
@@ -773,15 +769,15 @@ void form_aggiornamento::applica_pacchetti(std::string prossimo, int totale) {
         m.Label1.caption = "Copia delle tabelle aggiornate.";
         ridisegna();
         for (const std::string& nome : tabelle_ricopiate) {
-            copia_in_tabelle(direttorio_lavoro + nome, nome);
+            copia_in_tabelle(valori.direttorio_lavoro + nome, nome);
         }
         for (const std::string& nome : tabelle_facoltative) {
-            if (p_.esiste_file(direttorio_lavoro + nome)) copia_in_tabelle(direttorio_lavoro + nome, nome);
+            if (p_.esiste_file(valori.direttorio_lavoro + nome)) copia_in_tabelle(valori.direttorio_lavoro + nome, nome);
         }
 
         resoconto_.applicati.push_back(minuscolo(prossimo));
         prossimo = pacchetti::successivo(nome_da_percorso(pacchetto_corrente_)) + ".exe";
-        if (!p_.esiste_file(direttorio_da_bbs + prossimo)) prossimo.clear();
+        if (!p_.esiste_file(valori.direttorio_da_bbs + prossimo)) prossimo.clear();
     }
 }
 
@@ -790,8 +786,8 @@ void form_aggiornamento::completa() {
     avanzamento_form av(p_, m, vista_);
     av.stato_lampeggiante("Creazione File Farmaci Secondario");
     motore_tabelle motore(p_, av);
-    motore.crea_secondario(direttorio_lavoro);
-    copia_in_tabelle(direttorio_lavoro + "farmaci_secondario_completo.tda",
+    motore.crea_secondario(valori.direttorio_lavoro);
+    copia_in_tabelle(valori.direttorio_lavoro + "farmaci_secondario_completo.tda",
                      "farmaci_secondario_completo.tda");
     m.Timer1.enabled = false;
     m.Label1.visible = true;
@@ -803,13 +799,13 @@ void form_aggiornamento::completa() {
     scrivi_giornale();
     const bool registrato = riscrivi_impostazioni();
 
-    elenca_non_applicati(resoconto_.applicati.empty() ? minuscolo(ultimo_aggiornamento)
+    elenca_non_applicati(resoconto_.applicati.empty() ? minuscolo(valori.ultimo_aggiornamento)
                                                       : nome_da_percorso(pacchetto_corrente_));
 
     // The journal goes last: a kill during the clean-up leaves it for the
     // next start, which finishes the clean-up.
-    svuota_e_rimuovi(direttorio_lavoro);
-    const std::string da_bbs = senza_barra(direttorio_da_bbs);
+    svuota_e_rimuovi(valori.direttorio_lavoro);
+    const std::string da_bbs = senza_barra(valori.direttorio_da_bbs);
     try {
         for (const std::string& nome : p_.elenca_file(da_bbs, "*.exe")) {
             if (minuscolo(nome) == "perinst.txt") continue;
@@ -838,7 +834,7 @@ void form_aggiornamento::completa() {
     // know where to start. The pharmacist must hear of it now.
     if (!registrato) {
         p_.messaggio("Le tabelle sono state aggiornate fino al pacchetto " +
-                         nome_da_percorso(pacchetto_corrente_) + ", ma il file " + direttorio_configurazione +
+                         nome_da_percorso(pacchetto_corrente_) + ", ma il file " + valori.direttorio_configurazione +
                          std::string(file_configurazione_bbs) +
                          " non contiene la riga \"aggiornamento\": l'ultimo pacchetto applicato non \xE8 "
                          "stato registrato." + a_capo +
@@ -849,7 +845,7 @@ void form_aggiornamento::completa() {
 }
 
 bool form_aggiornamento::riscrivi_impostazioni() {
-    return riscrivi_impostazione(p_, direttorio_configurazione + std::string(file_configurazione_bbs),
+    return riscrivi_impostazione(p_, valori.direttorio_configurazione + std::string(file_configurazione_bbs),
                           "aggiornamento", nome_da_percorso(pacchetto_corrente_),
                           p_.secondi_da_mezzanotte()) > 0;
 }

@@ -35,7 +35,7 @@ extern const std::vector<std::string> tabelle_facoltative;   // four
 
 // Makes the ten tables writable (archive attribute only) in the tables
 // directory, then in `direttorio`. Every failure is ignored.
-void sblocca_tabelle(piattaforma& p, const std::string& direttorio);
+void sblocca_tabelle(piattaforma& p, const std::string& tabelle, const std::string& direttorio);
 
 enum class esito_caricamento {
     pronto,        // the form is ready
@@ -44,9 +44,10 @@ enum class esito_caricamento {
 
 class form_aggiornamento {
 public:
-    form_aggiornamento(piattaforma& p, vista_aggiornamento& vista);
+    form_aggiornamento(piattaforma& p, vista_aggiornamento& vista, valori_programma& valori);
 
     modello_aggiornamento modello;
+    valori_programma& valori;
 
     // Called with the tables directory read from "j8_config.txt", so the
     // connection form can show it in its `t_direttorio_tabelle` box.
@@ -60,7 +61,7 @@ public:
     // The folder where a run keeps its own copy of every file of the tables
     // directory it is about to change, with its journal, so a failed or
     // killed run can put the tables back. Gone once a run completes.
-    std::string direttorio_ripristino() const { return j8::direttorio_ripristino(); }
+    std::string direttorio_ripristino() const { return j8::direttorio_ripristino(valori); }
 
     // Full path of the package being applied; after a run, the last one.
     const std::string& pacchetto_corrente() const { return pacchetto_corrente_; }

@@ -50,20 +50,20 @@ long numero_pacchetto(const std::string& nome) {
 // folder and the downloads of the packages it applied, each only once its
 // archived copy is whole. Left there, they would send the next run down
 // the "no package" way, which blanks the last package recorded.
-void completa_pulizia(piattaforma& p, const std::string& nuovo) {
-    const std::string lavoro = direttorio_archivio.substr(0, 3) + "j8\\lavoro_aggiornamento";
+void completa_pulizia(piattaforma& p, const valori_programma& v, const std::string& nuovo) {
+    const std::string lavoro = v.direttorio_archivio.substr(0, 3) + "j8\\lavoro_aggiornamento";
     ignora_errori([&] {
         if (!p.esiste_direttorio(lavoro)) return;
         for (const std::string& nome : p.elenca_file(lavoro, "*.*"))
             ignora_errori([&] { p.cancella_file(lavoro + "\\" + nome); });
         p.rimuovi_direttorio(lavoro);
     });
-    const std::string da_bbs = senza_barra(direttorio_da_bbs);
+    const std::string da_bbs = senza_barra(v.direttorio_da_bbs);
     ignora_errori([&] {
         for (const std::string& nome : p.elenca_file(da_bbs, "*.exe")) {
             if (numero_pacchetto(nome) > numero_pacchetto(nuovo)) continue;
             ignora_errori([&] {
-                const std::string archiviato = direttorio_archivio + nome;
+                const std::string archiviato = v.direttorio_archivio + nome;
                 const std::string scaricato = da_bbs + "\\" + nome;
                 if (p.esiste_file(archiviato) && p.lunghezza_file(archiviato) == p.lunghezza_file(scaricato))
                     p.cancella_file(scaricato);
@@ -130,8 +130,8 @@ std::optional<giornale_ripristino> leggi_giornale(const std::string& testo) {
     return g;
 }
 
-std::string direttorio_ripristino() {
-    return direttorio_archivio.substr(0, 3) + "j8\\ripristino_aggiornamento\\";
+std::string direttorio_ripristino(const valori_programma& v) {
+    return v.direttorio_archivio.substr(0, 3) + "j8\\ripristino_aggiornamento\\";
 }
 
 bool riporta_tabelle(piattaforma& p, const std::string& copie, const giornale_ripristino& g,
@@ -199,8 +199,8 @@ void elimina_ripristino(piattaforma& p, const std::string& copie) {
     });
 }
 
-esito_avvio controlla_aggiornamento_interrotto(piattaforma& p) {
-    const std::string copie = direttorio_ripristino();
+esito_avvio controlla_aggiornamento_interrotto(piattaforma& p, const valori_programma& v) {
+    const std::string copie = direttorio_ripristino(v);
     const std::string percorso = copie + nome_giornale;
     if (!p.esiste_file(percorso)) return esito_avvio::nessun_giornale;
     // A run still going holds its journal: its tables are not ours to touch.
@@ -222,7 +222,7 @@ esito_avvio controlla_aggiornamento_interrotto(piattaforma& p) {
             const auto letto = valore_impostazione(
                 leggi_impostazioni(p, g->impostazioni, p.secondi_da_mezzanotte()), "aggiornamento");
             if (letto == g->nuovo) {
-                completa_pulizia(p, *g->nuovo);
+                completa_pulizia(p, v, *g->nuovo);
                 elimina_ripristino(p, copie);
                 return esito_avvio::gia_completato;
             }
@@ -231,18 +231,17 @@ esito_avvio controlla_aggiornamento_interrotto(piattaforma& p) {
         }
     }
 
-    const std::string a_capo_messaggio = "\r\n";
     if (g && riporta_tabelle(p, copie, *g, errore)) {
         // Told before the clean-up, so a kill during it cannot hide the news.
         p.messaggio("L'aggiornamento precedente si \xE8 interrotto: le tabelle sono state riportate come "
-                    "erano prima." + a_capo_messaggio +
+                    "erano prima." + a_capo +
                         "Per applicare i pacchetti scaricati ripetere l'aggiornamento.",
                     titolo);
         elimina_ripristino(p, copie);
         return esito_avvio::tabelle_ripristinate;
     }
     p.messaggio("L'aggiornamento precedente si \xE8 interrotto e non \xE8 stato possibile riportare le "
-                "tabelle come erano prima (" + errore + ")." + a_capo_messaggio +
+                "tabelle come erano prima (" + errore + ")." + a_capo +
                     "La copia delle tabelle di prima dell'aggiornamento \xE8 in " + copie +
                     ": non cancellarla. Chiudere il programma della farmacia e riavviare j8_bbs, "
                     "che ritenter\xE0 il ripristino; se il problema resta contattare l'assistenza.",

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "piattaforma/piattaforma.hpp"
 
 namespace j8 {
@@ -38,7 +39,7 @@ std::string componi_giornale(const giornale_ripristino& g);
 std::optional<giornale_ripristino> leggi_giornale(const std::string& testo);
 
 // "<drive of direttorio_archivio>j8\ripristino_aggiornamento\".
-std::string direttorio_ripristino();
+std::string direttorio_ripristino(const valori_programma& v);
 
 // Puts every file of the journal back as it was: saved copies copied back
 // (skipped when already equal), files the run created deleted, leftovers of
@@ -63,6 +64,6 @@ enum class esito_avvio {
 // Shows one message box when the tables were (or could not be) put back.
 // Runs in the update form's load, which the connection form's load runs
 // when the program starts.
-esito_avvio controlla_aggiornamento_interrotto(piattaforma& p);
+esito_avvio controlla_aggiornamento_interrotto(piattaforma& p, const valori_programma& v);
 
 }  // namespace j8

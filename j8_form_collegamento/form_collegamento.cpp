@@ -53,25 +53,24 @@ bool form_collegamento::Form_Load() {
         p_.messaggio(aperte.messaggio, titolo_messaggi);
         return false;
     }
-    direttorio_configurazione = aperte.posizione.direttorio;
+    valori.direttorio_configurazione = aperte.posizione.direttorio;
     limite_zmodem = 180;
     limite_risposta = 100;
-    a_capo = "\r\n";
     aggiornamento_.carica_nascosto();
     return true;
 }
 
 void form_collegamento::imposta(const std::string& chiave, const std::string& valore) {
     if (chiave == "aggiornamento") {
-        ultimo_aggiornamento = valore;
+        valori.ultimo_aggiornamento = valore;
     } else if (chiave == "direttorio a bbs") {
         modello.direttorio_origine = valore;
     } else if (chiave == "direttorio da bbs") {
-        direttorio_da_bbs = valore;
+        valori.direttorio_da_bbs = valore;
         // The box shows it without its final separator.
         modello.direttorio_deposito = valore.substr(0, valore.empty() ? 0 : valore.size() - 1);
     } else if (chiave == "direttorio archivio aggiornamenti") {
-        direttorio_archivio = valore;
+        valori.direttorio_archivio = valore;
         modello.t_direttorio_archivio = valore;
     } else if (chiave == "telefono bbs") {
         modello.telefono = valore;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "comune/testi_comuni.hpp"
+#include "j8_modulo_aggiornamento/valori_programma.hpp"
 #include "piattaforma/piattaforma.hpp"
 
 namespace j8 {
@@ -99,10 +100,11 @@ enum class fine_sessione {
 
 class form_collegamento {
 public:
-    form_collegamento(piattaforma& p, collegamento_aggiornamento& aggiornamento)
-        : p_(p), aggiornamento_(aggiornamento) {}
+    form_collegamento(piattaforma& p, collegamento_aggiornamento& aggiornamento, valori_programma& valori)
+        : valori(valori), p_(p), aggiornamento_(aggiornamento) {}
 
     modello_collegamento modello;
+    valori_programma& valori;
 
     // Form-level values.
     int limite_zmodem = 0;

@@ -97,8 +97,8 @@ void form_collegamento::apri_trascrizione() {
     schermo_annotato_.clear();
     percorso_trascrizione.clear();
     try {
-        std::string cartella = direttorio_configurazione.empty() ? p_.direttorio_programma()
-                                                                  : direttorio_configurazione;
+        std::string cartella = valori.direttorio_configurazione.empty() ? p_.direttorio_programma()
+                                                                  : valori.direttorio_configurazione;
         cartella = con_barra(cartella);
         cartella += cartella_trascrizioni;
         if (!p_.esiste_direttorio(cartella)) p_.crea_direttorio(cartella);

@@ -52,7 +52,8 @@ class banco_prova : public ::testing::Test {
 protected:
     piattaforma_copione p;
     vista_registrata vista;
-    form_aggiornamento form{p, vista};
+    valori_programma valori;
+    form_aggiornamento form{p, vista, valori};
 
     const std::string file_bbs = "c:\\j8bbs\\j8_bbs_config.txt";
     std::string impostazioni_bbs_iniziali;
@@ -74,14 +75,13 @@ protected:
         p.crea_cartelle("c:\\j8bbs\\da_bbs");
         p.crea_cartelle("c:\\farmacia\\tabelle");
         p.cambia_direttorio("c:\\j8bbs");
-        direttorio_configurazione = "c:\\j8bbs\\";
-        direttorio_da_bbs = "c:\\j8bbs\\da_bbs\\";
-        direttorio_archivio = "c:\\j8bbs\\archivio\\";
-        direttorio_tabelle = "c:\\sbagliato\\";
-        direttorio_lavoro.clear();
-        direttorio_ultime_tabelle.clear();
-        ultimo_aggiornamento = "j8000000";
-        a_capo = "\r\n";
+        valori.direttorio_configurazione = "c:\\j8bbs\\";
+        valori.direttorio_da_bbs = "c:\\j8bbs\\da_bbs\\";
+        valori.direttorio_archivio = "c:\\j8bbs\\archivio\\";
+        valori.direttorio_tabelle = "c:\\sbagliato\\";
+        valori.direttorio_lavoro.clear();
+        valori.direttorio_ultime_tabelle.clear();
+        valori.ultimo_aggiornamento = "j8000000";
         impostazioni_bbs_iniziali =
             impostazioni({"telefono=0612345", "utente=farmacia", "Aggiornamento=j8000000", "password=segreta"});
         p.scrivi_file(file_bbs, impostazioni_bbs_iniziali);
@@ -140,9 +140,9 @@ protected:
 
     void metti_pacchetto(int n, const std::map<std::string, std::string>& file) {
         const std::string nome = nome_pacchetto(n);
-        p.scrivi_file(direttorio_da_bbs + nome, "MZ finto");
+        p.scrivi_file(valori.direttorio_da_bbs + nome, "MZ finto");
         contenuti[nome] = file;
-        p.registra_programma(direttorio_da_bbs + nome, [this, nome](std::uint32_t task) {
+        p.registra_programma(valori.direttorio_da_bbs + nome, [this, nome](std::uint32_t task) {
             estrattore_ = p.apri_finestra("WinZip Self-Extractor - " + nome, "#32770", task);
             task_estrattore_ = task;
             p.aggiungi_figlio(estrattore_, "Unzip to folder:");

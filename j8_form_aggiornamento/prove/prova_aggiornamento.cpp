@@ -47,8 +47,8 @@ TEST_F(banco_prova, caricamento_svuota_il_lavoro_e_legge_le_tabelle) {
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
     EXPECT_TRUE(p.esiste_direttorio("c:\\j8\\lavoro_aggiornamento"));
     EXPECT_FALSE(p.esiste_file("c:\\j8\\lavoro_aggiornamento\\vecchio.faf"));
-    EXPECT_EQ(direttorio_lavoro, "c:\\j8\\lavoro_aggiornamento\\");
-    EXPECT_EQ(direttorio_tabelle, "c:\\farmacia\\tabelle\\");
+    EXPECT_EQ(valori.direttorio_lavoro, "c:\\j8\\lavoro_aggiornamento\\");
+    EXPECT_EQ(valori.direttorio_tabelle, "c:\\farmacia\\tabelle\\");
     EXPECT_EQ(mostrato, "c:\\farmacia\\tabelle\\");
     EXPECT_EQ(form.modello.Label1.caption, "L'esecuzione dell'aggiornamento potr\xE0" " richiedere alcuni minuti");
     EXPECT_EQ(form.modello.Label1.width, form.modello.Label3.width);
@@ -56,20 +56,20 @@ TEST_F(banco_prova, caricamento_svuota_il_lavoro_e_legge_le_tabelle) {
 }
 
 TEST_F(banco_prova, caricamento_tiene_i_venti_pacchetti_piu_recenti) {
-    for (int n = 1; n <= 21; ++n) p.crea_file(direttorio_archivio + nome_pacchetto(n), "MZ");
-    p.crea_file(direttorio_archivio + "leggimi.txt", "non un pacchetto");
+    for (int n = 1; n <= 21; ++n) p.crea_file(valori.direttorio_archivio + nome_pacchetto(n), "MZ");
+    p.crea_file(valori.direttorio_archivio + "leggimi.txt", "non un pacchetto");
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
-    EXPECT_FALSE(p.esiste_file(direttorio_archivio + nome_pacchetto(1)));
-    for (int n = 2; n <= 21; ++n) EXPECT_TRUE(p.esiste_file(direttorio_archivio + nome_pacchetto(n))) << n;
-    EXPECT_TRUE(p.esiste_file(direttorio_archivio + "leggimi.txt"));
+    EXPECT_FALSE(p.esiste_file(valori.direttorio_archivio + nome_pacchetto(1)));
+    for (int n = 2; n <= 21; ++n) EXPECT_TRUE(p.esiste_file(valori.direttorio_archivio + nome_pacchetto(n))) << n;
+    EXPECT_TRUE(p.esiste_file(valori.direttorio_archivio + "leggimi.txt"));
 
     // Exactly twenty: nothing goes.
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
-    EXPECT_EQ(p.elenca_file(senza_barra(direttorio_archivio), "*.exe").size(), 20u);
+    EXPECT_EQ(p.elenca_file(senza_barra(valori.direttorio_archivio), "*.exe").size(), 20u);
     // The bound is the highest number minus 20, whatever the gaps.
-    p.crea_file(direttorio_archivio + nome_pacchetto(45), "MZ");
+    p.crea_file(valori.direttorio_archivio + nome_pacchetto(45), "MZ");
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
-    EXPECT_EQ(p.elenca_file(senza_barra(direttorio_archivio), "*.exe"), std::vector<std::string>{nome_pacchetto(45)});
+    EXPECT_EQ(p.elenca_file(senza_barra(valori.direttorio_archivio), "*.exe"), std::vector<std::string>{nome_pacchetto(45)});
 }
 
 TEST_F(banco_prova, caricamento_senza_configurazione_chiude_il_programma) {
@@ -84,9 +84,9 @@ TEST_F(banco_prova, caricamento_dalla_riserva_e_senza_riga_tabelle) {
     p.cancella_file("c:\\j8bbs\\j8_config.txt");
     p.crea_direttorio("c:\\pippo");
     p.scrivi_file("c:\\pippo\\j8_config.txt", impostazioni({"altro=1"}));
-    direttorio_tabelle = "c:\\dal_collegamento\\";
+    valori.direttorio_tabelle = "c:\\dal_collegamento\\";
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
-    EXPECT_EQ(direttorio_tabelle, "c:\\dal_collegamento\\");
+    EXPECT_EQ(valori.direttorio_tabelle, "c:\\dal_collegamento\\");
     EXPECT_TRUE(messaggi().empty());
 }
 
@@ -103,7 +103,7 @@ TEST_F(banco_prova, il_lampeggio_alterna_vuoto_e_tag) {
 // ------------------------------------------------------------ sequence
 
 TEST_F(banco_prova, rifiuto_se_il_successivo_manca_e_non_c_e_la_base) {
-    ultimo_aggiornamento = "j8000005";
+    valori.ultimo_aggiornamento = "j8000005";
     metti_pacchetto(7, pacchetto_completo(7));
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
     const auto prima = istantanea_tabelle();
@@ -117,14 +117,14 @@ TEST_F(banco_prova, rifiuto_se_il_successivo_manca_e_non_c_e_la_base) {
     EXPECT_FALSE(m.Label2.visible);
     EXPECT_TRUE(istantanea_tabelle() == prima);
     EXPECT_FALSE(p.esiste_direttorio("c:\\farmacia\\ultime_tabelle"));
-    EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(7)));
+    EXPECT_TRUE(p.esiste_file(valori.direttorio_da_bbs + nome_pacchetto(7)));
     EXPECT_TRUE(p.leggi_file(file_bbs) == impostazioni_bbs_iniziali);
     EXPECT_TRUE(messaggi().empty());
     EXPECT_TRUE(estratti().empty());
 }
 
 TEST_F(banco_prova, serie_mai_iniziata_parte_dalla_base) {
-    ultimo_aggiornamento = "j8000000";
+    valori.ultimo_aggiornamento = "j8000000";
     metti_pacchetto(1, pacchetto_completo(1));
     metti_pacchetto(0, pacchetto_completo(0));
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
@@ -135,7 +135,7 @@ TEST_F(banco_prova, serie_mai_iniziata_parte_dalla_base) {
 }
 
 TEST_F(banco_prova, successivo_mancante_con_la_base_presente_non_applica_nulla) {
-    ultimo_aggiornamento = "j8000005";
+    valori.ultimo_aggiornamento = "j8000005";
     metti_pacchetto(0, pacchetto_completo(0));
     metti_pacchetto(7, pacchetto_completo(7));
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
@@ -148,17 +148,17 @@ TEST_F(banco_prova, successivo_mancante_con_la_base_presente_non_applica_nulla) 
     EXPECT_EQ(p.leggi_file("c:\\farmacia\\tabelle\\farmaci_secondario_completo.tda"),
               "000000000001+0000000001\r\n000000000002+0000000002\r\n");
     EXPECT_EQ(p.leggi_file("c:\\farmacia\\tabelle\\farmaci.tda"), farmaci_senza_doppi);
-    EXPECT_TRUE(p.elenca_file(senza_barra(direttorio_da_bbs), "*.exe").empty());
+    EXPECT_TRUE(p.elenca_file(senza_barra(valori.direttorio_da_bbs), "*.exe").empty());
     EXPECT_FALSE(p.esiste_direttorio("c:\\j8\\lavoro_aggiornamento"));
     EXPECT_EQ(valore_aggiornamento(), "");
 }
 
 TEST_F(banco_prova, conteggio_e_buco_nella_serie) {
-    ultimo_aggiornamento = "j8000002";
+    valori.ultimo_aggiornamento = "j8000002";
     metti_pacchetto(1, pacchetto_completo(1));  // older: not counted
     metti_pacchetto(3, pacchetto_completo(3));
     metti_pacchetto(5, pacchetto_completo(5));  // after a gap: counted, never reached
-    const std::string archivio = direttorio_archivio;
+    const std::string archivio = valori.direttorio_archivio;
     for (int i = 0; i < 30; ++i)  // older reports: the oldest goes
         p.crea_file(archivio + "resoconto_20240101_0000" + (i < 10 ? "0" : "") + std::to_string(i) + ".txt");
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
@@ -184,11 +184,11 @@ TEST_F(banco_prova, conteggio_e_buco_nella_serie) {
         return m.Label2.visible && m.Label2.caption == "E' in corso l'aggiornamento N. 1 di 2";
     }));
     EXPECT_EQ(valore_aggiornamento(), "j8000003");
-    EXPECT_TRUE(p.esiste_file(direttorio_archivio + nome_pacchetto(3)));
-    EXPECT_FALSE(p.esiste_file(direttorio_archivio + nome_pacchetto(5)));
-    EXPECT_TRUE(p.elenca_file(senza_barra(direttorio_da_bbs), "*.exe").empty());
+    EXPECT_TRUE(p.esiste_file(valori.direttorio_archivio + nome_pacchetto(3)));
+    EXPECT_FALSE(p.esiste_file(valori.direttorio_archivio + nome_pacchetto(5)));
+    EXPECT_TRUE(p.elenca_file(senza_barra(valori.direttorio_da_bbs), "*.exe").empty());
     // The in-memory value is not advanced: a second press is refused.
-    EXPECT_EQ(ultimo_aggiornamento, "j8000002");
+    EXPECT_EQ(valori.ultimo_aggiornamento, "j8000002");
     form.esegui_aggiornamento();
     EXPECT_EQ(form.modello.Label1.caption, "Chiudere il programma");
 }
@@ -196,7 +196,7 @@ TEST_F(banco_prova, conteggio_e_buco_nella_serie) {
 // ------------------------------------------------------------ package loop
 
 TEST_F(banco_prova, due_pacchetti_con_atc_riapplicato_e_file_new) {
-    ultimo_aggiornamento = "j8000000";
+    valori.ultimo_aggiornamento = "j8000000";
     metti_pacchetto(0, pacchetto_completo(0));
     auto secondo = pacchetto_completo(1);
     secondo.erase("atc.faf");
@@ -305,7 +305,7 @@ TEST_F(banco_prova, impostazioni_senza_riga_aggiornamento_avvisano_a_fine_corsa)
 // ------------------------------------------------------------ failures
 
 TEST_F(banco_prova, guasto_nella_ricopia_rimette_le_tabelle_come_prima) {
-    ultimo_aggiornamento = "j8000000";
+    valori.ultimo_aggiornamento = "j8000000";
     metti_pacchetto(0, pacchetto_completo(0));
     auto secondo = pacchetto_completo(1);
     secondo["generici.new"] = "generici nuovi\r\n";
@@ -330,8 +330,8 @@ TEST_F(banco_prova, guasto_nella_ricopia_rimette_le_tabelle_come_prima) {
     EXPECT_EQ(form.modello.Label2.caption, "Chiudere il programma di aggiornamento");
     EXPECT_FALSE(form.modello.Timer1.enabled);
     // The downloads stay, so the same run can be repeated and then succeeds.
-    EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(0)));
-    EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(1)));
+    EXPECT_TRUE(p.esiste_file(valori.direttorio_da_bbs + nome_pacchetto(0)));
+    EXPECT_TRUE(p.esiste_file(valori.direttorio_da_bbs + nome_pacchetto(1)));
     nessun_guasto();
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
     form.esegui_aggiornamento();

@@ -35,13 +35,14 @@ struct corsa : banco_prova {
     using banco_prova::impostazioni_bbs_iniziali;
     using banco_prova::messaggi;
     using banco_prova::p;
+    using banco_prova::valori;
     using banco_prova::valore_aggiornamento;
     using banco_prova::vista;
     void TestBody() override {}
 
     void prepara() {
         SetUp();
-        ultimo_aggiornamento = "j8000000";
+        valori.ultimo_aggiornamento = "j8000000";
         metti_pacchetto(0, pacchetto_completo(0));
         auto secondo = pacchetto_completo(1);
         secondo["generici.new"] = "generici nuovi\r\n";
@@ -65,8 +66,8 @@ struct corsa : banco_prova {
     // reads the last package from the settings, then loads the update form.
     std::unique_ptr<form_aggiornamento> riavvia(vista_registrata& v) {
         p.riavvia();
-        ultimo_aggiornamento = valore_aggiornamento();
-        auto nuovo = std::make_unique<form_aggiornamento>(p, v);
+        valori.ultimo_aggiornamento = valore_aggiornamento();
+        auto nuovo = std::make_unique<form_aggiornamento>(p, v, valori);
         EXPECT_EQ(nuovo->Form_Load(), esito_caricamento::pronto);
         return nuovo;
     }
@@ -155,7 +156,7 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
                     dopo["generici.tda"] = atteso.dopo.at("generici.tda");
                 EXPECT_TRUE(dopo == atteso.dopo);
                 // Whatever the clean-up left, the next start has nothing to restore.
-                EXPECT_NE(controlla_aggiornamento_interrotto(c.p), esito_avvio::tabelle_ripristinate);
+                EXPECT_NE(controlla_aggiornamento_interrotto(c.p, c.valori), esito_avvio::tabelle_ripristinate);
                 EXPECT_FALSE(c.giornale_presente());
                 EXPECT_TRUE(c.messaggi().empty());
                 continue;
@@ -190,7 +191,7 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
                         contiene(testo, "Le tabelle non sono state modificate"))
                 << testo;
             EXPECT_FALSE(c.giornale_presente());
-            EXPECT_TRUE(c.p.esiste_file(direttorio_da_bbs + nome_pacchetto(1)));
+            EXPECT_TRUE(c.p.esiste_file(c.valori.direttorio_da_bbs + nome_pacchetto(1)));
             // The report claims nothing the restore undid.
             EXPECT_TRUE(contiene(c.form.modello.Text1.text, "Nessun pacchetto applicato.\r\nAggiornamento interrotto ("))
                 << c.form.modello.Text1.text;
@@ -288,7 +289,7 @@ TEST(guasti_aggiornamento, secondo_avvio_durante_la_corsa_non_tocca_nulla) {
         if (v.cosa != piattaforma_copione::tipo::avvio || secondo) return;
         const auto prima = disco();
         vista_registrata altra;
-        form_aggiornamento altro(c.p, altra);
+        form_aggiornamento altro(c.p, altra, c.valori);
         secondo = altro.Form_Load();
         intatto = disco() == prima;
     };
@@ -333,7 +334,7 @@ TEST(guasti_aggiornamento, ripristino_all_avvio_interrotto_si_riprende) {
         c.p.interrompi_a(c.p.operazioni_file() + j);
         bool ucciso = false;
         try {
-            controlla_aggiornamento_interrotto(c.p);
+            controlla_aggiornamento_interrotto(c.p, c.valori);
         } catch (const interruzione_simulata&) {
             ucciso = true;
         }
@@ -372,7 +373,7 @@ TEST(guasti_aggiornamento, ripristino_all_avvio_impossibile_si_ritenta) {
         return std::nullopt;
     };
     vista_registrata v;
-    form_aggiornamento bloccato(c.p, v);
+    form_aggiornamento bloccato(c.p, v, c.valori);
     ASSERT_EQ(bloccato.Form_Load(), esito_caricamento::pronto);
     ASSERT_EQ(c.messaggi().size(), 1u);
     const std::string testo = c.messaggi()[0];
@@ -423,7 +424,7 @@ TEST(guasti_aggiornamento, giornale_che_non_si_cancella_tiene_le_copie) {
         c.p.riavvia();
         c.p.regola_guasto = trattenuto;
         vista_registrata v;
-        form_aggiornamento f(c.p, v);
+        form_aggiornamento f(c.p, v, c.valori);
         EXPECT_EQ(f.Form_Load(), esito_caricamento::pronto);
         EXPECT_TRUE(c.stato() == prima);
     }
@@ -481,10 +482,10 @@ TEST(giornale_ripristino, solo_intero_e_letto) {
 // extraction step; closing it ends the program, and the next start puts
 // back the tables the first package had already changed.
 TEST_F(banco_prova, pacchetto_danneggiato_attesa_senza_fine_poi_chiusura) {
-    ultimo_aggiornamento = "j8000000";
+    valori.ultimo_aggiornamento = "j8000000";
     metti_pacchetto(0, pacchetto_completo(0));
     metti_pacchetto(1, pacchetto_completo(1));
-    p.registra_programma(direttorio_da_bbs + nome_pacchetto(1), [this](std::uint32_t task) {
+    p.registra_programma(valori.direttorio_da_bbs + nome_pacchetto(1), [this](std::uint32_t task) {
         const maniglia h = p.apri_finestra("WinZip Self-Extractor - j8000001.exe", "#32770", task);
         p.aggiungi_figlio(h, "Error: the archive is damaged");
     });
@@ -506,23 +507,23 @@ TEST_F(banco_prova, pacchetto_danneggiato_attesa_senza_fine_poi_chiusura) {
     p.riavvia();
     EXPECT_FALSE(istantanea_tabelle() == prima);  // the first package was copied back
     vista_registrata v;
-    form_aggiornamento dopo(p, v);
+    form_aggiornamento dopo(p, v, valori);
     ASSERT_EQ(dopo.Form_Load(), esito_caricamento::pronto);
     EXPECT_TRUE(istantanea_tabelle() == prima);
     EXPECT_TRUE(p.leggi_file(file_bbs) == impostazioni_prima);
     ASSERT_EQ(messaggi().size(), 1u);
     EXPECT_EQ(messaggi()[0], messaggio_avvio);
-    EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(0)));
-    EXPECT_TRUE(p.esiste_file(direttorio_da_bbs + nome_pacchetto(1)));
+    EXPECT_TRUE(p.esiste_file(valori.direttorio_da_bbs + nome_pacchetto(0)));
+    EXPECT_TRUE(p.esiste_file(valori.direttorio_da_bbs + nome_pacchetto(1)));
 }
 
 // The extractor ends before it shows its dialog: the folder is typed
 // nowhere else, the run stops and the tables are put back.
 TEST_F(banco_prova, estrattore_sparito_nessun_tasto_altrove_e_tabelle_rimesse) {
-    ultimo_aggiornamento = "j8000000";
+    valori.ultimo_aggiornamento = "j8000000";
     metti_pacchetto(0, pacchetto_completo(0));
     metti_pacchetto(1, pacchetto_completo(1));
-    p.registra_programma(direttorio_da_bbs + nome_pacchetto(1), [](std::uint32_t) {});
+    p.registra_programma(valori.direttorio_da_bbs + nome_pacchetto(1), [](std::uint32_t) {});
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
     const auto prima = istantanea_tabelle();
     form.esegui_aggiornamento();
@@ -537,7 +538,7 @@ TEST_F(banco_prova, estrattore_sparito_nessun_tasto_altrove_e_tabelle_rimesse) {
 // refused write, the tables stay as they were (read-only too) and the
 // message names the refusal.
 TEST_F(banco_prova, tabelle_in_sola_lettura) {
-    ultimo_aggiornamento = "j8000000";
+    valori.ultimo_aggiornamento = "j8000000";
     metti_pacchetto(0, pacchetto_completo(0));
     const std::string t = "c:\\farmacia\\tabelle\\";
     for (const auto& nome : p.elenca_file(senza_barra(t), "*.*"))
@@ -588,7 +589,7 @@ TEST_F(banco_prova, tabelle_in_sola_lettura) {
 // The archive directory on a drive that does not exist: the load cannot
 // make the working folder, says so and ends the program; nothing touched.
 TEST_F(banco_prova, archivio_su_unita_mancante) {
-    direttorio_archivio = "z:\\archivio\\";
+    valori.direttorio_archivio = "z:\\archivio\\";
     const auto prima = istantanea_tabelle();
     const auto file_prima = p.tutti_i_file();
     EXPECT_EQ(form.Form_Load(), esito_caricamento::fine_programma);

@@ -167,6 +167,7 @@ public:
 
 class aggiornamento_wine : public ::testing::Test {
 protected:
+    valori_programma valori;
     const fs::path bin = cartella_programma();
     const fs::path radice = "c:\\j8_prova_aggiornamento";
     const fs::path config = radice / "configurazione";
@@ -210,12 +211,11 @@ protected:
                                     {"direttorio tabelle=" + con_barra(radice / "tabelle")}, 777.0f));
         SetCurrentDirectoryW(config.wstring().c_str());
 
-        direttorio_configurazione = con_barra(config);
-        direttorio_da_bbs = con_barra(radice / "da_bbs");
-        direttorio_archivio = con_barra(radice / "archivio");
-        direttorio_tabelle.clear();
-        ultimo_aggiornamento = "j8000000";
-        a_capo = "\r\n";
+        valori.direttorio_configurazione = con_barra(config);
+        valori.direttorio_da_bbs = con_barra(radice / "da_bbs");
+        valori.direttorio_archivio = con_barra(radice / "archivio");
+        valori.direttorio_tabelle.clear();
+        valori.ultimo_aggiornamento = "j8000000";
     }
 
     void foto(HWND finestra, const wchar_t* nome) {
@@ -251,7 +251,7 @@ TEST_F(aggiornamento_wine, tre_pacchetti_reali_come_lo_strumento) {
     piattaforma_con_guasto p;
     std::wstring risposta_secondo;
     p.all_estrazione = [&] { risposta_secondo = secondo_j8_bbs(bin, config); };
-    finestra_aggiornamento finestra(p);
+    finestra_aggiornamento finestra(p, valori);
     int terminato = -1;
     finestra.termina = [&](int codice) { terminato = codice; };
     std::string tabelle_mostrate;
@@ -319,7 +319,7 @@ TEST_F(aggiornamento_wine, disco_pieno_a_meta_rimette_le_tabelle) {
     // The second package's copy-back fails at its third table.
     p.copia_guasta = con_barra(radice / "tabelle") + "notessn.tda";
     p.volta_guasta = 2;
-    finestra_aggiornamento finestra(p);
+    finestra_aggiornamento finestra(p, valori);
     finestra.termina = [](int) {};
     finestra.carica_nascosto();
     finestra.mostra();
@@ -354,13 +354,12 @@ TEST_F(aggiornamento_wine, disco_pieno_a_meta_rimette_le_tabelle) {
 // --gtest_also_run_disabled_tests, after the parent has prepared the disk.
 TEST_F(aggiornamento_wine, DISABLED_corsa_da_uccidere) {
     SetCurrentDirectoryW(config.wstring().c_str());
-    direttorio_configurazione = con_barra(config);
-    direttorio_da_bbs = con_barra(radice / "da_bbs");
-    direttorio_archivio = con_barra(radice / "archivio");
-    ultimo_aggiornamento = "j8000000";
-    a_capo = "\r\n";
+    valori.direttorio_configurazione = con_barra(config);
+    valori.direttorio_da_bbs = con_barra(radice / "da_bbs");
+    valori.direttorio_archivio = con_barra(radice / "archivio");
+    valori.ultimo_aggiornamento = "j8000000";
     piattaforma_con_guasto p;
-    finestra_aggiornamento finestra(p);
+    finestra_aggiornamento finestra(p, valori);
     finestra.termina = [](int) {};
     finestra.carica_nascosto();
     finestra.mostra();
@@ -430,7 +429,7 @@ TEST_F(aggiornamento_wine, processo_ucciso_a_meta_tabelle_rimesse_all_avvio) {
 
     // The next start.
     piattaforma_con_guasto p;
-    finestra_aggiornamento finestra(p);
+    finestra_aggiornamento finestra(p, valori);
     int terminato = -1;
     finestra.termina = [&](int codice) { terminato = codice; };
     finestra.carica_nascosto();

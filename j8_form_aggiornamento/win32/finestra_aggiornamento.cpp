@@ -41,8 +41,8 @@ void mostra_se(HWND h, bool visibile) {
 
 }  // namespace
 
-finestra_aggiornamento::finestra_aggiornamento(piattaforma& p)
-    : form(p, *this), termina([](int codice) { ExitProcess(static_cast<UINT>(codice)); }) {}
+finestra_aggiornamento::finestra_aggiornamento(piattaforma& p, valori_programma& valori)
+    : form(p, *this, valori), termina([](int codice) { ExitProcess(static_cast<UINT>(codice)); }) {}
 
 finestra_aggiornamento::~finestra_aggiornamento() {
     if (hwnd_) {

@@ -14,7 +14,7 @@ namespace j8 {
 
 class finestra_aggiornamento : public vista_aggiornamento {
 public:
-    explicit finestra_aggiornamento(piattaforma& p);
+    finestra_aggiornamento(piattaforma& p, valori_programma& valori);
     ~finestra_aggiornamento() override;
     finestra_aggiornamento(const finestra_aggiornamento&) = delete;
     finestra_aggiornamento& operator=(const finestra_aggiornamento&) = delete;

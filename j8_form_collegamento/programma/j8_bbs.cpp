@@ -52,9 +52,10 @@ int WINAPI wWinMain(HINSTANCE istanza, HINSTANCE, PWSTR riga_comando, int mostra
         return 3;
     }
     j8::piattaforma_j8_bbs piattaforma;
-    j8::finestra_aggiornamento aggiornamento(piattaforma);
+    j8::valori_programma valori;
+    j8::finestra_aggiornamento aggiornamento(piattaforma, valori);
     ponte_avvia ponte(aggiornamento, piattaforma, avvia);
-    j8::form_collegamento form(piattaforma, ponte);
+    j8::form_collegamento form(piattaforma, ponte, valori);
     j8::finestra_collegamento finestra(form);
 
     aggiornamento.termina = [&ponte, avvia](int codice) {

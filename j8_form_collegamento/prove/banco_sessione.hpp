@@ -150,6 +150,7 @@ protected:
     std::optional<terminale_finto> terminale;
     std::optional<piattaforma_sessione> p;
     aggiornamento_registrato aggiornamento;
+    valori_programma valori;
     std::optional<form_collegamento> form;
 
     // Builds the world around a scenario; `inglese` is the terminal's
@@ -158,7 +159,7 @@ protected:
         terminale.emplace(std::move(s), inglese, copione);
         terminale->cartella_ricezione = terminale->bbs.dati().direttorio_ricezione;
         p.emplace(copione, *terminale);
-        form.emplace(*p, aggiornamento);
+        form.emplace(*p, aggiornamento, valori);
         for (const char* d : {"c:\\j8", "c:\\j8\\A_BBS", "c:\\j8\\DA_BBS", "c:\\j8\\archivio", "c:\\bbs",
                               "c:\\bbs\\file", "c:\\bbs\\carico", "c:\\ricevuti", "c:\\pippo"})
             if (!copione.esiste_direttorio(d)) copione.crea_direttorio(d);

@@ -14,7 +14,6 @@ protected:
         form->limite_zmodem = 180;
         form->id_terminale = id_hyperterminal;
         form->tasti_copia = "%m{enter}{end}";
-        a_capo = "\r\n";
     }
     // The screen reads `prima` until `quando` seconds, then `dopo`.
     void schermo(std::string prima, double quando = 1e9, std::string dopo = "") {

@@ -30,7 +30,7 @@ public:
 // a load that ends the program is recorded instead.
 class aggiornamento_vero : public collegamento_aggiornamento {
 public:
-    explicit aggiornamento_vero(piattaforma& p) : form(p, vista) {}
+    aggiornamento_vero(piattaforma& p, valori_programma& valori) : form(p, vista, valori) {}
     vista_muta vista;
     form_aggiornamento form;
     std::vector<esito_caricamento> caricamenti;
@@ -71,8 +71,9 @@ std::string unisci(const std::vector<std::string>& righe) {
 class avvio_impostazioni : public ::testing::Test {
 protected:
     piattaforma_copione p;
-    aggiornamento_vero aggiornamento{p};
-    form_collegamento form{p, aggiornamento};
+    valori_programma valori;
+    aggiornamento_vero aggiornamento{p, valori};
+    form_collegamento form{p, aggiornamento, valori};
     std::map<std::string, std::string> disco_prima;
     std::vector<std::string> operazioni;
     std::string illeggibile;  // reading this file fails
@@ -84,10 +85,6 @@ protected:
                                       "password bbs=zeta"};
 
     void SetUp() override {
-        for (std::string* v : {&direttorio_configurazione, &ultimo_aggiornamento, &direttorio_da_bbs,
-                               &direttorio_archivio, &direttorio_tabelle, &direttorio_lavoro,
-                               &direttorio_ultime_tabelle, &a_capo})
-            v->clear();
         p.imposta_direttorio_programma(programma);
         p.crea_cartelle("c:\\pippo");
         p.crea_file(config_bbs, componi_impostazioni(config_bbs, buone, 100.0f));
@@ -153,7 +150,7 @@ TEST_F(avvio_impostazioni, file_buoni_il_caricamento_prosegue_e_prepara_il_lavor
     EXPECT_TRUE(messaggi().empty());
     EXPECT_THAT(aggiornamento.caricamenti, ::testing::ElementsAre(esito_caricamento::pronto));
     EXPECT_EQ(form.modello.utente, "farmacia");
-    EXPECT_EQ(direttorio_tabelle, "c:\\tabelle\\");
+    EXPECT_EQ(valori.direttorio_tabelle, "c:\\tabelle\\");
     EXPECT_FALSE(p.esiste_file("c:\\j8\\lavoro_aggiornamento\\vecchio.faf"));
     EXPECT_FALSE(p.esiste_file("c:\\j8\\archivio\\j8000001.exe"));
 }
@@ -253,7 +250,7 @@ TEST_F(avvio_impostazioni, file_cifrato_con_un_altra_chiave) {
             seme = static_cast<char>(32 + (seme - 32 + altro * 7) % 96);
         }
         p.crea_file(config_bbs, unisci(righe));
-        form_collegamento nuovo(p, aggiornamento);
+        form_collegamento nuovo(p, aggiornamento, valori);
         EXPECT_FALSE(nuovo.Form_Load());
         const auto testi = messaggi();
         ASSERT_EQ(testi.size(), static_cast<std::size_t>(altro));
@@ -291,7 +288,7 @@ TEST_F(avvio_impostazioni, carattere_di_controllo_in_un_valore_prosegue) {
     EXPECT_TRUE(avvia());
     EXPECT_TRUE(messaggi().empty());
     EXPECT_EQ(form.modello.password, "ze\x1fta");
-    EXPECT_EQ(ultimo_aggiornamento, "j8000007");
+    EXPECT_EQ(valori.ultimo_aggiornamento, "j8000007");
 }
 
 // ---------------------------------------------------- "j8_config.txt"
@@ -326,7 +323,7 @@ TEST_F(avvio_impostazioni, configurazione_tabelle_senza_la_chiave_prosegue) {
     EXPECT_TRUE(avvia());
     EXPECT_THAT(aggiornamento.caricamenti, ::testing::ElementsAre(esito_caricamento::pronto));
     EXPECT_TRUE(messaggi().empty());
-    EXPECT_EQ(direttorio_tabelle, "");
+    EXPECT_EQ(valori.direttorio_tabelle, "");
 }
 
 }  // namespace

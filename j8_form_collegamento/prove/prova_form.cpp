@@ -23,11 +23,11 @@ TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
             "direttorio hyperterminal=d:\\ht\\ht.exe", "utente =ignorato", "sconosciuta=x",
             "userid bbs=farmacia2"});
     const auto& m = form->modello;
-    EXPECT_EQ(ultimo_aggiornamento, "j8000007");
+    EXPECT_EQ(valori.ultimo_aggiornamento, "j8000007");
     EXPECT_EQ(m.direttorio_origine, "d:\\fuori");
-    EXPECT_EQ(direttorio_da_bbs, "d:\\in\\");
+    EXPECT_EQ(valori.direttorio_da_bbs, "d:\\in\\");
     EXPECT_EQ(m.direttorio_deposito, "d:\\in");
-    EXPECT_EQ(direttorio_archivio, "d:\\archivio\\");
+    EXPECT_EQ(valori.direttorio_archivio, "d:\\archivio\\");
     EXPECT_EQ(m.t_direttorio_archivio, "d:\\archivio\\");
     EXPECT_EQ(m.telefono, "0698765432");
     EXPECT_EQ(m.utente, "farmacia2");
@@ -41,7 +41,7 @@ TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
     EXPECT_EQ(form->limite_risposta, 100);
     EXPECT_EQ(a_capo, "\r\n");
     EXPECT_EQ(copione.direttorio_corrente(), copione.direttorio_programma());
-    EXPECT_EQ(direttorio_configurazione, copione.direttorio_programma() + "\\");
+    EXPECT_EQ(valori.direttorio_configurazione, copione.direttorio_programma() + "\\");
     EXPECT_THAT(aggiornamento.chiamate, ElementsAre("carica_nascosto"));
     EXPECT_EQ(utente_al_caricamento, "farmacia2");
     EXPECT_FALSE(m.Timer1.abilitato);
@@ -52,7 +52,7 @@ TEST_F(pulsanti_form, senza_file_nel_direttorio_del_programma_legge_quello_di_c_
                         componi_impostazioni("prova", {"userid bbs=da_pippo"}, 99.0f));
     form->Form_Load();
     EXPECT_EQ(form->modello.utente, "da_pippo");
-    EXPECT_EQ(direttorio_configurazione, "c:\\pippo\\");
+    EXPECT_EQ(valori.direttorio_configurazione, "c:\\pippo\\");
 }
 
 TEST_F(pulsanti_form, lingua_zero_uno_o_altro) {
