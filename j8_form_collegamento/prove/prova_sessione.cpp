@@ -43,7 +43,6 @@ TEST_F(sessione, senza_file_da_inviare_ricezione_prima_del_modem_e_due_pacchetti
     EXPECT_EQ(p->tasti[0], "{esc}");
     EXPECT_EQ(p->tasti[ricezione + 2], "c:\\j8\\DA_BBS{tab}{tab}Z");
     EXPECT_GT(p->primo("atdt0612345678{enter}"), p->primo("atx3s7=60{enter}"));
-    EXPECT_EQ(form->tasti_copia, "%m{enter}{end}");
     EXPECT_GT(p->quanti("%ms"), 10);
     EXPECT_EQ(p->quanti("%es"), 0);
     // Both packages came down, each with a transfer of its own.
@@ -58,8 +57,6 @@ TEST_F(sessione, senza_file_da_inviare_ricezione_prima_del_modem_e_due_pacchetti
     EXPECT_TRUE(terminale->chiuso);
     EXPECT_EQ(form->esito, fine_sessione::aggiornamento);
     EXPECT_THAT(aggiornamento.chiamate, ElementsAre("carica_nascosto", "mostra", "esegui_aggiornamento"));
-    EXPECT_EQ(form->modello.direttorio_deposito, "c:\\j8\\DA_BBS\\");
-    EXPECT_EQ(form->modello.t_direttorio_archivio, "c:\\j8\\archivio\\");
     EXPECT_FALSE(form->modello.Timer1.abilitato || form->modello.Timer2.abilitato);
     EXPECT_TRUE(p->messaggi.empty());
 }
@@ -91,7 +88,6 @@ TEST_F(sessione, con_file_da_inviare_modem_prima_della_ricezione_e_file_caricati
     EXPECT_EQ(copione.leggi_file("c:\\bbs\\carico\\ordine1.txt"), "ordine uno");
     EXPECT_EQ(copione.leggi_file("c:\\bbs\\carico\\ordine2.txt"), "ordine due");
     // English terminal: its own menu keys, and the downloads still arrive.
-    EXPECT_EQ(form->tasti_copia, "%e{enter}{end}");
     EXPECT_EQ(p->quanti("%ms"), 0);
     EXPECT_GT(p->quanti("%es"), 10);
     EXPECT_EQ(p->tasti.back(), "Y");
