@@ -33,6 +33,13 @@ TEST_F(sessione, senza_file_da_inviare_ricezione_prima_del_modem_e_due_pacchetti
                              "attesa di \"Immetti la password:\"", "fine attesa: 1", "schermo:",
                              "finestra di trasferimento: Zmodem", "file ricevuto: j8000002.exe"})
         EXPECT_NE(trascrizione.find(voce), std::string::npos) << voce;
+    // Each screen copied is noted from the start of its first changed line:
+    // the modem's answer once, a prompt whole.
+    std::size_t connessioni = 0;
+    for (auto i = trascrizione.find("| CONNECT"); i != std::string::npos; i = trascrizione.find("| CONNECT", i + 1))
+        ++connessioni;
+    EXPECT_EQ(connessioni, 1u);
+    EXPECT_NE(trascrizione.find("schermo (seguito):\r\n    | Immetti la password:********"), std::string::npos);
 
     // Path B: the receive folder is set before the modem is touched; the
     // dial string is trimmed and follows the modem set-up.
