@@ -47,14 +47,6 @@ TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
     EXPECT_FALSE(m.Timer1.abilitato);
 }
 
-TEST_F(pulsanti_form, senza_file_nel_direttorio_del_programma_legge_quello_di_c_pippo) {
-    copione.scrivi_file("c:\\pippo\\j8_bbs_config.txt",
-                        componi_impostazioni("prova", {"userid bbs=da_pippo"}, 99.0f));
-    form->Form_Load();
-    EXPECT_EQ(form->modello.utente, "da_pippo");
-    EXPECT_EQ(valori.direttorio_configurazione, "c:\\pippo\\");
-}
-
 TEST_F(pulsanti_form, lingua_zero_uno_o_altro) {
     struct caso {
         std::string valore;
@@ -99,8 +91,12 @@ TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
     EXPECT_EQ(deposito_ko, "Il direttorio di deposito non \xE8 valido");
 }
 
-TEST_F(pulsanti_form, avvia_collegamento_avvia_il_terminale_e_timer1) {
+TEST_F(pulsanti_form, avvia_collegamento_avvia_il_terminale_e_timer1_se_parte) {
     form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
+    form->modello.direttorio_hptrm = "c:\\manca\\hypertrm.exe";
+    EXPECT_THROW(form->Command1_Click(), errore_avvio);
+    EXPECT_FALSE(form->modello.Timer1.abilitato);
+
     form->modello.utente = " cliente";
     form->modello.password = "z";
     form->modello.direttorio_hptrm = p->percorso_terminale;
@@ -111,13 +107,6 @@ TEST_F(pulsanti_form, avvia_collegamento_avvia_il_terminale_e_timer1) {
     EXPECT_TRUE(form->modello.Timer1.abilitato);
     EXPECT_EQ(form->modello.Timer1.intervallo, 6000);
     EXPECT_TRUE(p->tasti.empty());  // nothing typed before the first tick
-}
-
-TEST_F(pulsanti_form, un_terminale_che_non_parte_non_abilita_timer1) {
-    form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
-    form->modello.direttorio_hptrm = "c:\\manca\\hypertrm.exe";
-    EXPECT_THROW(form->Command1_Click(), errore_avvio);
-    EXPECT_FALSE(form->modello.Timer1.abilitato);
 }
 
 TEST_F(pulsanti_form, aggiornamento_crea_l_archivio_aggiunge_le_barre_e_passa_la_mano) {

@@ -63,11 +63,8 @@ void terminale_finto::tasto(const evento_tasto& e) {
             return;
         case stato::conferma:
             if (minuscola(e.carattere) == (inglese_ ? 'y' : 's')) {
-                if (bbs.connesso()) {
-                    bbs.riaggancia();
-                    registro.push_back("riaggancio");
-                }
-                chiudi();
+                if (bbs.connesso()) bbs.riaggancia();
+                chiuso = true;
             } else {
                 stato_ = stato::terminale;
             }
@@ -76,7 +73,6 @@ void terminale_finto::tasto(const evento_tasto& e) {
         case stato::invio:
             if (e.alt && c == 'c' && stato_ == stato::ricezione) {
                 cartella_ricezione = campo_testo_;
-                registro.push_back("ricezione " + cartella_ricezione);
                 stato_ = stato::terminale;
             } else if (e.virtuale == vk::tab) {
                 ++campo_;
@@ -86,15 +82,12 @@ void terminale_finto::tasto(const evento_tasto& e) {
                 if (campo_selezionato_) campo_testo_.clear();
                 campo_selezionato_ = false;
                 campo_testo_ += e.carattere;
-            } else if (e.virtuale == 0 && campo_ == 2 && minuscola(e.carattere) == 'z') {
-                protocollo_zmodem = true;
             } else if (invio && stato_ == stato::invio) {
                 stato_ = stato::terminale;
                 const auto barra = campo_testo_.rfind('\\');
                 direttorio_invio_ = campo_testo_.substr(0, barra);
                 const std::string modello = campo_testo_.substr(barra + 1);
                 da_inviare_ = disco_.elenca_file(direttorio_invio_, modello);
-                registro.push_back("invio " + campo_testo_);
                 if (bbs.attende_caricamento()) bbs.caricamento_avviato();
                 inizia_trasferimento(true, "");
             }
@@ -105,9 +98,8 @@ void terminale_finto::tasto(const evento_tasto& e) {
 void terminale_finto::inizia_trasferimento(bool invio, std::string file) {
     invio_ = invio;
     file_trasferito_ = std::move(file);
-    restante_ = durata_trasferimento >= 0 ? durata_trasferimento : bbs.dati().secondi_trasferimento;
+    restante_ = bbs.dati().secondi_trasferimento;
     if (restante_ <= 0) restante_ = 0.001;
-    if (!invio) registro.push_back("scarico " + file_trasferito_);
 }
 
 void terminale_finto::avanza(double secondi) {
@@ -119,10 +111,8 @@ void terminale_finto::avanza(double secondi) {
 void terminale_finto::concludi_trasferimento() {
     restante_ = 0;
     if (invio_) {
-        for (const std::string& nome : da_inviare_) {
+        for (const std::string& nome : da_inviare_)
             disco_.copia_file(unisci(direttorio_invio_, nome), unisci(bbs.dati().direttorio_carico, nome));
-            caricati.push_back(nome);
-        }
         bbs.trasferimento_concluso(true, da_inviare_.size());
     } else {
         disco_.copia_file(unisci(bbs.dati().direttorio_file, file_trasferito_),
@@ -134,11 +124,6 @@ void terminale_finto::concludi_trasferimento() {
 std::string terminale_finto::titolo_trasferimento() const {
     if (!trasferimento_in_corso()) return "";
     return (invio_ ? "Zmodem - invio file" : "Zmodem - ricezione file ") + file_trasferito_;
-}
-
-void terminale_finto::chiudi() {
-    chiuso = true;
-    registro.push_back("uscita");
 }
 
 }  // namespace j8::prova

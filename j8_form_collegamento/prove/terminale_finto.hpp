@@ -22,13 +22,7 @@ public:
     simulazione_bbs bbs;
     std::string appunti;
     std::string cartella_ricezione;  // as set in the receive dialog
-    bool protocollo_zmodem = false;
     bool chiuso = false;
-    // What happened, in order: "ricezione", "invio <pattern>", "scarico <file>",
-    // "uscita", "riaggancio".
-    std::vector<std::string> registro;
-    // Files the BBS got, as the session sent them.
-    std::vector<std::string> caricati;
 
     // Called with every keystroke string the session types.
     void tasti(const std::string& notazione);
@@ -38,15 +32,11 @@ public:
     // Title of the transfer window while one runs.
     std::string titolo_trasferimento() const;
 
-    // Lets the next transfers last this long (the scenario's by default).
-    double durata_trasferimento = -1;
-
 private:
     enum class stato { terminale, menu_modifica, menu_trasferimento, menu_file, ricezione, invio, conferma };
     void tasto(const evento_tasto& e);
     void inizia_trasferimento(bool invio, std::string file);
     void concludi_trasferimento();
-    void chiudi();
 
     bool inglese_;
     piattaforma& disco_;

@@ -1,25 +1,23 @@
+// The runtime's generator and the line cipher, against values of an
+// independent implementation.
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <set>
 
 #include "j8_modulo_aggiornamento/cifrario.hpp"
 
 namespace j8 {
 namespace {
 
-TEST(generatore, valori_noti_del_runtime) {
+TEST(generatore, valori_noti_semi_e_ripetizione) {
     riavvia_generatore();
     EXPECT_FLOAT_EQ(numero_casuale(), 0.7055475f);
     EXPECT_FLOAT_EQ(numero_casuale(), 0.5334240f);
     EXPECT_FLOAT_EQ(numero_casuale(), 0.5795186f);
     riavvia_generatore();
     EXPECT_FLOAT_EQ(numero_casuale(-1.0f), 0.2240070f);
-}
 
-TEST(generatore, stesso_seme_negativo_stessa_sequenza_e_zero_ripete) {
-    riavvia_generatore();
-    numero_casuale();
     float a1 = numero_casuale(-4711.5f), a2 = numero_casuale(), a3 = numero_casuale();
     numero_casuale();
     EXPECT_EQ(numero_casuale(-4711.5f), a1);
@@ -31,86 +29,50 @@ TEST(generatore, stesso_seme_negativo_stessa_sequenza_e_zero_ripete) {
 }
 
 TEST(chiave, posizioni_fisse_e_semi_dall_orologio) {
-    // Positions come from the key alone (values of an independent
-    // implementation of the runtime's generator).
     const std::array<int, 12> attese{462, 244, 892, 905, 178, 860, 5, 932, 250, 441, 118, 277};
-    for (float secondi : {0.0f, 12345.5f, 86399.99f}) {
+    for (float secondi : {0.0f, 86399.99f}) {
         riavvia_generatore();
         prepara_chiave(secondi);
-        for (int i = 1; i <= 12; ++i) EXPECT_EQ(posizioni[i], attese[i - 1]) << "i=" << i;
+        EXPECT_TRUE(std::equal(attese.begin(), attese.end(), posizioni.begin() + 1)) << secondi;
     }
     prepara_chiave(12345.5f);
     const std::array<int, 12> semi_attesi{45, 62, 106, 93, 105, 117, 123, 97, 46, 76, 62, 89};
-    for (int i = 1; i <= 12; ++i) EXPECT_EQ(semi[i], semi_attesi[i - 1]) << "i=" << i;
+    EXPECT_TRUE(std::equal(semi_attesi.begin(), semi_attesi.end(), semi.begin() + 1));
     // At this clock draw 8 times 96 rounds up to a whole number in single
     // precision (seed 70); wider arithmetic stays below it (69).
     prepara_chiave(592.62f);
     EXPECT_EQ(semi[8], 70);
     EXPECT_EQ(semi[12], 57);
-    auto semi_prima = semi;
-    prepara_chiave(12346.5f);
-    EXPECT_NE(semi, semi_prima);
-    for (int i = 1; i <= 12; ++i) {
-        EXPECT_GE(semi[i], 32);
-        EXPECT_LE(semi[i], 127);
-    }
 }
 
 void imposta_semi(std::initializer_list<int> valori) {
-    int i = 1;
-    for (int v : valori) semi[i++] = v;
+    std::copy(valori.begin(), valori.end(), semi.begin() + 1);
     prepara_tabelle();
 }
 
-TEST(tabelle, righe_sono_permutazioni_determinate_dal_seme) {
-    imposta_semi({65, 65, 65, 65, 65, 65, 65, 65, 65, 65, 65, 66});
-    EXPECT_EQ(righe[1],
-              "N>Dal)07Ui_XA$}Cpc4FW\"3mOE bx#1I&f;z'(R`[Btgnjkoh/!@+J?-%P=r]QMV*6T:\\Y.v8dZ{u|,s^"
-              "K29yLq5<wG~S\x7f"
-              "eH");
-    EXPECT_EQ(righe[11], righe[1]);
-    EXPECT_NE(righe[12], righe[1]);
-    for (int i = 1; i <= 12; ++i) {
-        std::string ordinata = righe[i];
-        std::sort(ordinata.begin(), ordinata.end());
-        std::string tutte;
-        for (int c = 32; c <= 127; ++c) tutte += static_cast<char>(c);
-        EXPECT_EQ(ordinata, tutte) << "riga " << i;
-    }
-}
-
 TEST(cifra, riga_scelta_dal_numero_di_riga) {
-    EXPECT_EQ(riga_cifrario(1), 1);
-    EXPECT_EQ(riga_cifrario(12), 12);
-    EXPECT_EQ(riga_cifrario(13), 1);
-    EXPECT_EQ(riga_cifrario(14), 2);
-    EXPECT_EQ(riga_cifrario(25), 1);
-    EXPECT_EQ(riga_cifrario(24), 12);
-
+    for (auto [numero, riga] : {std::pair{1, 1}, {12, 12}, {13, 1}, {14, 2}, {24, 12}, {25, 1}})
+        EXPECT_EQ(riga_cifrario(numero), riga) << numero;
     imposta_semi({40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50, 51});
-    // Expected bytes from an independent implementation.
     EXPECT_EQ(cifra_riga("aggiornamento=j8000122", 1), "^ZZ'`zG^D)Gd`K:+8885]]");
     EXPECT_EQ(cifra_riga("aggiornamento=j8000122", 13), "^ZZ'`zG^D)Gd`K:+8885]]");
     EXPECT_EQ(cifra_riga("Lingua Bbs=1", 2), "\x7fNl7L.1g b[R");
     EXPECT_EQ(cifra_riga("direttorio da bbs=d:\\in\\", 14), "tNWw~~;WN;1t.1  b[tK=Nl=");
-    EXPECT_NE(cifra_riga("aggiornamento=j8000122", 2), cifra_riga("aggiornamento=j8000122", 1));
 }
 
 TEST(cifra, andata_e_ritorno_di_ogni_carattere_su_ogni_riga) {
     imposta_semi({32, 127, 33, 90, 100, 64, 77, 81, 99, 120, 35, 36});
     std::string tutti;
     for (int c = 32; c <= 255; ++c) tutti += static_cast<char>(c);
-    std::string stampabili = tutti.substr(0, 96);
+    const std::string stampabili = tutti.substr(0, 96);
     for (int riga = 1; riga <= 24; ++riga) {
-        std::string cifrato = cifra_riga(tutti, riga);
+        const std::string cifrato = cifra_riga(tutti, riga);
         EXPECT_EQ(decifra_riga(cifrato, riga), tutti) << "riga " << riga;
         EXPECT_EQ(cifra_riga(decifra_riga(stampabili, riga), riga), stampabili) << "riga " << riga;
         // Codes 128..255 pass through untouched both ways.
         EXPECT_EQ(cifrato.substr(96), tutti.substr(96));
         EXPECT_EQ(decifra_riga(tutti, riga).substr(96), tutti.substr(96));
     }
-    EXPECT_EQ(cifra_riga("", 1), "");
-    EXPECT_EQ(decifra_riga("", 1), "");
 }
 
 TEST(cifra, caratteri_di_controllo) {
@@ -119,10 +81,8 @@ TEST(cifra, caratteri_di_controllo) {
     EXPECT_EQ(cifra_riga("a\bb", 3).substr(1, 1), "\b");
     EXPECT_EQ(decifra_riga(std::string("\b\x01\x1f\t", 4), 3), std::string(4, '\x1f'));
     for (int c : {0, 1, 7, 9, 10, 13, 31}) {
-        std::string testo = "ab";
-        testo += static_cast<char>(c);
         try {
-            cifra_riga(testo, 5);
+            cifra_riga(std::string("ab") + static_cast<char>(c), 5);
             ADD_FAILURE() << "codice " << c << " cifrato";
         } catch (const errore_cifratura& e) {
             EXPECT_EQ(e.posizione(), 3u);

@@ -78,14 +78,6 @@ TEST(analizza_tasti, caratteri_speciali_tra_graffe_sono_letterali) {
     }
 }
 
-TEST(analizza_tasti, stringhe_della_sessione_e_della_estrazione) {
-    EXPECT_EQ(analizza_tasti("{bs}{bs}{bs}{bs}{bs}LS MAIN U * Z{enter}").size(), 5u + 13u + 1u);
-    EXPECT_EQ(analizza_tasti("atx3s7=60{enter}").back(), chiave(vk::enter));
-    EXPECT_EQ(analizza_tasti("%m{enter}{end}"),
-              (lista{car('m', false, false, true), chiave(vk::enter), chiave(vk::end)}));
-    EXPECT_EQ(analizza_tasti("c:\\bbs\\*.*{tab}{tab}Z{tab}{enter}").size(), 15u);
-}
-
 TEST(analizza_tasti, errori_chiari_e_nulla_di_parziale) {
     const char* cattive[] = {"ab{entr}", "{enter", "a}b", "{}", "+", "x%", "(ab", "ab)",
                              "%(a+)", "{bs x}", "{bs 99999}", "{", "{bs -1}", "{enter }"};
