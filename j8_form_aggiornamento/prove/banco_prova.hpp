@@ -6,9 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "comune/testi_comuni.hpp"
@@ -33,11 +35,7 @@ public:
     void ridisegna(const modello_aggiornamento& m) override { ridisegni.push_back(m); }
 
     template <class F>
-    bool ha_mostrato(F&& condizione) const {
-        for (const auto& m : ridisegni)
-            if (condizione(m)) return true;
-        return false;
-    }
+    bool ha_mostrato(F&& condizione) const { return std::any_of(ridisegni.begin(), ridisegni.end(), condizione); }
     // Label1's caption at each redraw where it changed.
     std::vector<std::string> stati_label1() const {
         std::vector<std::string> esito;
@@ -56,13 +54,12 @@ public:
     form_aggiornamento form{p, vista, valori};
 
     const std::string file_bbs = "c:\\j8bbs\\j8_bbs_config.txt";
-    std::string impostazioni_bbs_iniziali;
-    std::string farmaci_senza_doppi;
+    std::string impostazioni_bbs_iniziali, farmaci_senza_doppi;
     std::map<std::string, std::map<std::string, std::string>> contenuti;  // by package name
-    std::vector<std::string> estratti_;
-
-    // The self-extractor being driven.
-    maniglia estrattore_ = 0;
+    std::vector<std::string> estratti;
+    // The self-extractor being driven, and its success message.
+    maniglia estrattore_ = 0, messaggio_ = 0;
+    std::uint32_t task_estrattore_ = 0;
     std::string pacchetto_aperto_, cartella_;
     int invii_ = 0;
 
@@ -78,8 +75,6 @@ public:
         valori.direttorio_da_bbs = "c:\\j8bbs\\da_bbs\\";
         valori.direttorio_archivio = "c:\\j8bbs\\archivio\\";
         valori.direttorio_tabelle = "c:\\sbagliato\\";
-        valori.direttorio_lavoro.clear();
-        valori.direttorio_ultime_tabelle.clear();
         valori.ultimo_aggiornamento = "j8000000";
         impostazioni_bbs_iniziali =
             impostazioni({"telefono=0612345", "utente=farmacia", "Aggiornamento=j8000000", "password=segreta"});
@@ -87,17 +82,15 @@ public:
         p.scrivi_file("c:\\j8bbs\\j8_config.txt",
                       impostazioni({"altro=x", "direttorio tabelle=c:\\farmacia\\tabelle\\", "direttorio tabelle=no"}));
 
-        const std::string t = "c:\\farmacia\\tabelle\\";
-        const std::string uno = farmaco_tda("000000001", "ASPIRINA");
-        const std::string due = farmaco_tda("000000002", "BENAGOL");
-        p.scrivi_file(t + "farmaci.tda", righe({uno, uno, due}));
+        const std::string uno = farmaco_tda("000000001", "ASPIRINA"), due = farmaco_tda("000000002", "BENAGOL");
         farmaci_senza_doppi = righe({uno, due});
-        p.scrivi_file(t + "farmaci_secondario_completo.tda", "vecchio secondario\r\n");
-        p.scrivi_file(t + "principi_attivi.tda", righe({principio_tda("000001", "ACIDO ACETILSALICILICO")}));
-        p.scrivi_file(t + "notessn.tda", righe({nota_tda("01", "NOTA")}));
-        p.scrivi_file(t + "atc.tda", righe({atc_tda("4A01AA01", "FLUORURO")}));
-        p.scrivi_file(t + "ditte.tda", righe({ditta_tda("0001", "DITTA")}));
-        p.scrivi_file(t + "generici.tda", "generici vecchi\r\n");
+        for (const auto& [nome, testo] : std::map<std::string, std::string>{
+                 {"farmaci.tda", righe({uno, uno, due})},
+                 {"farmaci_secondario_completo.tda", "vecchio secondario\r\n"},
+                 {"principi_attivi.tda", righe({principio_tda("000001", "ACIDO ACETILSALICILICO")})},
+                 {"notessn.tda", righe({nota_tda("01", "NOTA")})}, {"atc.tda", righe({atc_tda("4A01AA01", "FLUORURO")})},
+                 {"ditte.tda", righe({ditta_tda("0001", "DITTA")})}, {"generici.tda", "generici vecchi\r\n"}})
+            p.scrivi_file("c:\\farmacia\\tabelle\\" + nome, testo);
 
         p.su_tasti = [this](const std::string& t) { tasti_all_estrattore(t); };
     }
@@ -105,44 +98,31 @@ public:
     // Keys go to the focused window: the extractor's dialog, or its
     // success message once that is up.
     void tasti_all_estrattore(const std::string& t) {
-        if (!estrattore_) return;
         const maniglia attiva = p.finestra_attiva();
-        if (messaggio_ && attiva == messaggio_) {
-            if (t == "{enter}") {
-                p.chiudi_finestra(messaggio_);
-                messaggio_ = 0;
-            }
-            return;
-        }
+        if (!estrattore_) return;
+        if (messaggio_ && attiva == messaggio_ && t == "{enter}") p.chiudi_finestra(std::exchange(messaggio_, 0));
         if (attiva != estrattore_) return;
         if (t != "{enter}") {
             cartella_ += t;
-            return;
-        }
-        if (++invii_ == 1) {
-            for (const auto& [nome, testo] : contenuti.at(pacchetto_aperto_))
-                p.scrivi_file(cartella_ + "\\" + nome, testo);
-            estratti_.push_back(pacchetto_aperto_);
-            p.aggiungi_figlio(estrattore_, std::to_string(contenuti.at(pacchetto_aperto_).size()) +
-                                               " file(s) unzipped successfully");
+        } else if (++invii_ > 1) {
+            p.chiudi_finestra(std::exchange(estrattore_, 0));
+        } else {
+            const auto& file = contenuti.at(pacchetto_aperto_);
+            for (const auto& [nome, testo] : file) p.scrivi_file(cartella_ + "\\" + nome, testo);
+            estratti.push_back(pacchetto_aperto_);
+            p.aggiungi_figlio(estrattore_, std::to_string(file.size()) + " file(s) unzipped successfully");
             // The success message box takes the focus; Enter closes it.
             messaggio_ = p.apri_finestra("WinZip Self-Extractor", "#32770", task_estrattore_);
             p.aggiungi_figlio(messaggio_, "unzipped successfully");
-        } else {
-            p.chiudi_finestra(estrattore_);
-            estrattore_ = 0;
         }
     }
-    maniglia messaggio_ = 0;
-    std::uint32_t task_estrattore_ = 0;
 
     void metti_pacchetto(int n, const std::map<std::string, std::string>& file) {
         const std::string nome = nome_pacchetto(n);
         p.scrivi_file(valori.direttorio_da_bbs + nome, "MZ finto");
         contenuti[nome] = file;
         p.registra_programma(valori.direttorio_da_bbs + nome, [this, nome](std::uint32_t task) {
-            estrattore_ = p.apri_finestra("WinZip Self-Extractor - " + nome, "#32770", task);
-            task_estrattore_ = task;
+            estrattore_ = p.apri_finestra("WinZip Self-Extractor - " + nome, "#32770", task_estrattore_ = task);
             p.aggiungi_figlio(estrattore_, "Unzip to folder:");
             pacchetto_aperto_ = nome;
             cartella_.clear();
@@ -158,18 +138,13 @@ public:
     }
 
     std::string valore_aggiornamento() {
-        const auto righe_lette = leggi_impostazioni(p, file_bbs, 1.0f);
-        return valore_impostazione(righe_lette, "aggiornamento").value_or("<assente>");
+        return valore_impostazione(leggi_impostazioni(p, file_bbs, 1.0f), "aggiornamento").value_or("<assente>");
     }
-
-
     std::vector<std::string> messaggi() const {
         std::vector<std::string> testi;
         for (const auto& v : p.voci(piattaforma_copione::tipo::messaggio)) testi.push_back(v.testo);
         return testi;
     }
-    const std::vector<std::string>& estratti() const { return estratti_; }
-    std::vector<std::string> tasti_mandati() const { return p.tasti_mandati(); }
 };
 
 // The fixture outside gtest's own run: one per run of a table of cases.

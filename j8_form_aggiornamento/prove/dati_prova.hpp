@@ -51,26 +51,17 @@ std::string riga_due(campo c1, const std::string& v1, campo c2, const std::strin
     return std::string(r.riga());
 }
 
-inline std::string atc_tda(const std::string& codice, const std::string& d) {
-    return riga_due<record_atc>(classe_atc::codice, codice, classe_atc::descrizione, d, "000");
-}
-inline std::string atc_faf(const std::string& codice, const std::string& d) {
-    return riga_due<record_variazione_atc>(variazione_atc::codice, codice, variazione_atc::descrizione, d);
-}
-inline std::string ditta_tda(const std::string& codice, const std::string& d) {
-    return riga_due<record_ditta>(ditta::codice, codice, ditta::descrizione, d, "000");
-}
-inline std::string ditta_faf(const std::string& codice, const std::string& d) {
-    return riga_due<record_variazione_ditta>(variazione_ditta::codice, codice, variazione_ditta::descrizione, d);
-}
-inline std::string principio_tda(const std::string& codice, const std::string& d) {
-    return riga_due<record_principio_attivo>(principio_attivo::codice, codice, principio_attivo::descrizione,
-                                             d, "000");
-}
-inline std::string principio_faf(const std::string& codice, const std::string& d) {
-    return riga_due<record_variazione_principio_attivo>(variazione_principio_attivo::codice, codice,
-                                                        variazione_principio_attivo::descrizione, d);
-}
+#define J8_RIGA_DUE(nome, record, campi, stato)                                              \
+    inline std::string nome(const std::string& codice, const std::string& d) {             \
+        return riga_due<record>(campi::codice, codice, campi::descrizione, d, stato);       \
+    }
+J8_RIGA_DUE(atc_tda, record_atc, classe_atc, "000")
+J8_RIGA_DUE(atc_faf, record_variazione_atc, variazione_atc, "")
+J8_RIGA_DUE(ditta_tda, record_ditta, ditta, "000")
+J8_RIGA_DUE(ditta_faf, record_variazione_ditta, variazione_ditta, "")
+J8_RIGA_DUE(principio_tda, record_principio_attivo, principio_attivo, "000")
+J8_RIGA_DUE(principio_faf, record_variazione_principio_attivo, variazione_principio_attivo, "")
+#undef J8_RIGA_DUE
 inline std::string nota_tda(const std::string& codice, const std::string& testo) {
     return riga_due<record_nota>(nota::codice, codice, nota::testo, testo, "000");
 }
