@@ -66,17 +66,14 @@ struct riferimento {
     stato_tabelle dopo;
     std::uint64_t operazioni = 0;
 };
-
 const riferimento& corsa_indisturbata() {
     static const riferimento r = [] {
-        riferimento esito;
         corsa c;
         const auto inizio = c.p.operazioni_file();
         c.form.esegui_aggiornamento();
         EXPECT_TRUE(c.completato());
-        esito.operazioni = c.p.operazioni_file() - inizio;
-        esito.dopo = c.stato();
-        return esito;
+        const auto operazioni = c.p.operazioni_file() - inizio;  // before stato() adds its own
+        return riferimento{c.stato(), operazioni};
     }();
     return r;
 }
@@ -243,17 +240,13 @@ TEST(guasti_aggiornamento, secondo_avvio_durante_la_corsa_non_tocca_nulla) {
     c.p.osservatore = [&](const piattaforma_copione::voce& v) {
         if (v.cosa != piattaforma_copione::tipo::avvio || secondo) return;
         const auto prima = disco();
-        vista_registrata altra;
-        form_aggiornamento altro(c.p, altra, c.valori);
-        secondo = altro.Form_Load();
+        secondo = form_aggiornamento(c.p, c.vista_dopo, c.valori).Form_Load();
         intatto = disco() == prima;
     };
     c.form.esegui_aggiornamento();
-    ASSERT_TRUE(secondo.has_value());
-    EXPECT_EQ(*secondo, esito_caricamento::fine_programma);
+    EXPECT_EQ(secondo, std::optional(esito_caricamento::fine_programma));
     EXPECT_TRUE(intatto);
     EXPECT_EQ(c.messaggi(), std::vector<std::string>{"j8_bbs \xE8 gi\xE0 in esecuzione."});
-    EXPECT_TRUE(c.completato());
     EXPECT_TRUE(c.stato() == atteso.dopo);
 }
 
@@ -405,8 +398,7 @@ TEST(guasti_aggiornamento, estrattore_danneggiato_o_sparito) {
             c.form.esegui_aggiornamento();
             ASSERT_EQ(c.messaggi().size(), 1u);
             EXPECT_EQ(c.messaggi()[0].rfind("Aggiornamento interrotto.", 0), 0u) << c.messaggi()[0];
-            EXPECT_TRUE(c.stato() == prima);
-            EXPECT_EQ(p.tasti_mandati().size(), 4u);  // the first package's only
+            EXPECT_TRUE(c.stato() == prima && p.tasti_mandati().size() == 4u);  // the first package's keys only
             continue;
         }
         modello_aggiornamento visto;
@@ -417,7 +409,6 @@ TEST(guasti_aggiornamento, estrattore_danneggiato_o_sparito) {
         EXPECT_THROW(c.form.esegui_aggiornamento(), interruzione_simulata);
         EXPECT_EQ(visto.Label1.caption, "Estrazione dei files di aggiornamento");
         EXPECT_EQ(visto.Label2.caption, "E' in corso l'aggiornamento N. 2 di 2");
-        EXPECT_TRUE(c.messaggi().empty());
         EXPECT_EQ(c.estratti, std::vector<std::string>{nome_pacchetto(0)});
         p.riavvia();
         EXPECT_FALSE(c.stato() == prima);  // the first package was copied back
