@@ -33,6 +33,10 @@ TEST_F(sessione, senza_file_da_inviare_ricezione_prima_del_modem_e_due_pacchetti
                              "attesa di \"Immetti la password:\"", "fine attesa: 1", "schermo:",
                              "finestra di trasferimento: Zmodem", "file ricevuto: j8000002.exe"})
         EXPECT_NE(trascrizione.find(voce), std::string::npos) << voce;
+    // Every entry starts with the time of day.
+    const std::size_t voce = trascrizione.find("tasti: ********{enter}");
+    ASSERT_TRUE(voce != std::string::npos && voce >= 9);
+    EXPECT_THAT(trascrizione.substr(voce - 9, 9), ::testing::MatchesRegex("[0-9]{2}:[0-9]{2}:[0-9]{2} "));
     // Each screen copied is noted from the start of its first changed line:
     // the modem's answer once, a prompt whole.
     std::size_t connessioni = 0;
