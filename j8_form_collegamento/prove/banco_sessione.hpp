@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <stdexcept>
@@ -105,15 +106,10 @@ public:
 
     // Index of the first typed string equal to `t`, -1 if none.
     int primo(const std::string& t) const {
-        for (std::size_t i = 0; i < tasti.size(); ++i)
-            if (tasti[i] == t) return int(i);
-        return -1;
+        const auto i = std::find(tasti.begin(), tasti.end(), t);
+        return i == tasti.end() ? -1 : int(i - tasti.begin());
     }
-    int quanti(const std::string& t) const {
-        int n = 0;
-        for (const auto& x : tasti) n += x == t;
-        return n;
-    }
+    int quanti(const std::string& t) const { return int(std::count(tasti.begin(), tasti.end(), t)); }
 
 private:
     piattaforma_copione& d_;
@@ -191,7 +187,6 @@ protected:
     void sessione_completa(int lingua) {
         carica(impostazioni_standard(lingua));
         form->Command1_Click();
-        ASSERT_TRUE(form->modello.Timer1.abilitato);
         form->Timer1_Timer();
     }
 };

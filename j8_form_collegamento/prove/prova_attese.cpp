@@ -108,8 +108,7 @@ TEST_F(attese, zmodem_per_ogni_finestra) {
     const std::vector<caso> casi = {
         {{{"Zmodem - ricezione j8000001.exe", 2, 7}}, true, true, 7, 7.2},
         {{{"Zmodem", 1, 2}}, true, true, 2, 2.2},  // the next wait starts afresh
-        {{{"zmodem - ricezione", 0, 20}}, false, false, 180, 181},  // not recognised
-        {{{"ZMODEM", 0, 20}}, false, false, 180, 181},
+        {{{"ZMODEM", 0, 20}}, false, false, 180, 181},  // not recognised
         {{{" Zmodem", 0, 20}}, false, false, 180, 181},
         {{{"Zmode", 0, 20}}, false, false, 180, 181},
         {{{"Zmodem - ricezione", 1, 400}}, false, true, 180, 181},  // too long: given up

@@ -6,8 +6,6 @@
 #include <windows.h>
 
 #include <filesystem>
-#include <fstream>
-#include <map>
 #include <sstream>
 #include <atomic>
 #include <mutex>
@@ -218,25 +216,10 @@ protected:
         return regia::segui_j8_bbs((programma / "j8_bbs.exe").wstring(), L"/avvia", foto.wstring(), 600);
     }
 
-    // Lists the visible top-level windows of class `classe`.
-    static std::vector<HWND> finestre_di_classe(const char* classe) {
-        struct dati {
-            const char* classe;
-            std::vector<HWND> trovate;
-        } d{classe, {}};
-        EnumWindows(
-            [](HWND h, LPARAM lp) -> BOOL {
-                auto* d = reinterpret_cast<dati*>(lp);
-                char nome[256];
-                if (GetClassNameA(h, nome, sizeof nome) && std::string(nome) == d->classe && IsWindowVisible(h))
-                    d->trovate.push_back(h);
-                return TRUE;
-            },
-            LPARAM(&d));
-        return d.trovate;
-    }
-
-    static void chiudi_processo_di(HWND h) {
+    // Ends the terminal stand-in's process, if its window is there.
+    static void chiudi_terminale() {
+        HWND h = FindWindowA("terminale_prova", nullptr);
+        if (!h) return;
         DWORD pid = 0;
         GetWindowThreadProcessId(h, &pid);
         if (HANDLE p = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, pid)) {
@@ -312,7 +295,7 @@ TEST_F(j8_bbs_wine, ogni_fine_anticipata_lascia_tutto_com_era) {
         if (uccidi)
             killer = std::thread([] {
                 Sleep(30000);
-                for (HWND t : finestre_di_classe("terminale_prova")) chiudi_processo_di(t);
+                chiudi_terminale();
             });
         const auto esito = avvia(nome);
         if (killer.joinable()) killer.join();
@@ -324,7 +307,7 @@ TEST_F(j8_bbs_wine, ogni_fine_anticipata_lascia_tutto_com_era) {
         EXPECT_EQ(esito.messaggi[0].rfind(atteso, 0), 0u) << esito.messaggi[0];
         EXPECT_NE(esito.messaggi[0].find("\\log\\sessione_"), std::string::npos);
         EXPECT_TRUE(esito.stato_finale.empty());
-        EXPECT_TRUE(entro(10, [] { return finestre_di_classe("terminale_prova").empty(); }));
+        EXPECT_TRUE(entro(10, [] { return !FindWindowA("terminale_prova", nullptr); }));
         EXPECT_EQ(contenuto(tabelle), prima);
         EXPECT_EQ(ultimo_pacchetto(), "j8000000");
         EXPECT_TRUE(fs::is_empty(archivio));
@@ -354,24 +337,15 @@ TEST_F(j8_bbs_wine, chiudere_il_form_durante_un_attesa_senza_fine_termina_il_pro
     CloseHandle(pi.hThread);
     // Long enough for the first tick and the login: then it only polls.
     EXPECT_EQ(WaitForSingleObject(pi.hProcess, 35000), DWORD(WAIT_TIMEOUT));
-    const auto form = finestre_di_classe("j8_form_collegamento");
-    ASSERT_EQ(form.size(), 1u);
+    HWND form = FindWindowA("j8_form_collegamento", nullptr);
+    ASSERT_TRUE(form && IsWindowVisible(form));
 
     // The password box shows bullets; "Mostra", unticked, shows the text
     // while ticked, even during the session.
-    std::vector<HWND> figli;
-    EnumChildWindows(
-        form[0], [](HWND h, LPARAM lp) { return reinterpret_cast<std::vector<HWND>*>(lp)->push_back(h), TRUE; },
-        LPARAM(&figli));
-    HWND password = nullptr, mostra = nullptr;
+    HWND password = nullptr, mostra = FindWindowExA(form, nullptr, "Button", "Mostra");
     int nascosti = 0;
-    for (HWND f : figli) {
-        char classe[64], testo[64];
-        GetClassNameA(f, classe, sizeof classe);
-        GetWindowTextA(f, testo, sizeof testo);
-        if (_stricmp(classe, "Edit") == 0 && (GetWindowLongW(f, GWL_STYLE) & ES_PASSWORD)) password = f, ++nascosti;
-        if (_stricmp(classe, "Button") == 0 && std::string(testo) == "Mostra") mostra = f;
-    }
+    for (HWND f = nullptr; (f = FindWindowExA(form, f, "Edit", nullptr));)
+        if (GetWindowLongW(f, GWL_STYLE) & ES_PASSWORD) password = f, ++nascosti;
     ASSERT_EQ(nascosti, 1);
     ASSERT_TRUE(mostra);
     EXPECT_EQ(SendMessageW(password, EM_GETPASSWORDCHAR, 0, 0), 0x25CF);
@@ -381,11 +355,11 @@ TEST_F(j8_bbs_wine, chiudere_il_form_durante_un_attesa_senza_fine_termina_il_pro
     SendMessageW(mostra, BM_CLICK, 0, 0);
     EXPECT_NE(GetWindowLongW(password, GWL_STYLE) & ES_PASSWORD, 0);
 
-    PostMessageW(form[0], WM_CLOSE, 0, 0);
+    PostMessageW(form, WM_CLOSE, 0, 0);
     EXPECT_EQ(WaitForSingleObject(pi.hProcess, 10000), DWORD(WAIT_OBJECT_0));
     TerminateProcess(pi.hProcess, 1);
     CloseHandle(pi.hProcess);
-    for (HWND t : finestre_di_classe("terminale_prova")) chiudi_processo_di(t);
+    chiudi_terminale();
     EXPECT_TRUE(fs::is_empty(deposito));
     EXPECT_EQ(ultimo_pacchetto(), "j8000000");
 }

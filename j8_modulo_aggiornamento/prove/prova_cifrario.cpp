@@ -55,7 +55,6 @@ TEST(cifra, riga_scelta_dal_numero_di_riga) {
         EXPECT_EQ(riga_cifrario(numero), riga) << numero;
     imposta_semi({40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50, 51});
     EXPECT_EQ(cifra_riga("aggiornamento=j8000122", 1), "^ZZ'`zG^D)Gd`K:+8885]]");
-    EXPECT_EQ(cifra_riga("aggiornamento=j8000122", 13), "^ZZ'`zG^D)Gd`K:+8885]]");
     EXPECT_EQ(cifra_riga("Lingua Bbs=1", 2), "\x7fNl7L.1g b[R");
     EXPECT_EQ(cifra_riga("direttorio da bbs=d:\\in\\", 14), "tNWw~~;WN;1t.1  b[tK=Nl=");
 }

@@ -53,11 +53,6 @@ TEST(impostazioni_rovinate, messaggio_di_avvio_per_ogni_file_che_non_si_puo_usar
                                                    std::end(chiavi_configurazione_bbs));
     const std::string buono = componi_impostazioni(
         file, {"aggiornamento=j8000007", "userid bbs=farmacia", "password bbs=zeta", "x=1"}, 100.0f);
-    {
-        piattaforma_copione q;
-        q.crea_file(file, buono);
-        leggi_impostazioni(q, file, 1.0f);  // rows of the good file's header
-    }
     const std::string senza_uguale = cifra_riga("userid bbs farmacia", 2);
     const std::string estraneo = componi_impostazioni(file, {"colore=blu", "finestra=grande"}, 5.0f);
     const std::string tutte = "aggiornamento=j8000007|userid bbs=farmacia|password bbs=zeta|x=1";
