@@ -35,6 +35,16 @@ std::string descrivi_errno(int e) {
 
 #ifdef _WIN32
 
+unsigned long sostituisci_con_attesa(const std::string& da, const std::string& a) {
+    for (int prova = 0;; ++prova) {
+        if (MoveFileExA(da.c_str(), a.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return 0;
+        const DWORD e = GetLastError();
+        const bool passeggero = e == ERROR_ACCESS_DENIED || e == ERROR_SHARING_VIOLATION || e == ERROR_LOCK_VIOLATION;
+        if (!passeggero || prova >= 40) return e;
+        Sleep(50);
+    }
+}
+
 std::string problema_file(unsigned long codice) {
     switch (codice) {
         case ERROR_FILE_NOT_FOUND: return "file non trovato";
@@ -88,11 +98,7 @@ void scrivi_atomicamente(const std::string& percorso,
         riuscito = false;
         errore = GetLastError();
     }
-    if (riuscito && !MoveFileExA(provvisorio.c_str(), percorso.c_str(),
-                                 MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        riuscito = false;
-        errore = GetLastError();
-    }
+    if (riuscito && (errore = sostituisci_con_attesa(provvisorio, percorso)) != 0) riuscito = false;
     if (!riuscito) {
         DeleteFileA(provvisorio.c_str());
         throw errore_file(percorso, problema_file(errore ? errore : ERROR_DISK_FULL));

@@ -17,6 +17,12 @@ void scrivi_atomicamente(const std::string& percorso,
 #ifdef _WIN32
 // The Italian name of a Win32 file error, as errore_file carries it.
 std::string problema_file(unsigned long codice);
+
+// Renames `da` over `a`. A virus scanner, a backup or an editor that has
+// `a` open for a moment makes the rename fail with access denied or a
+// sharing violation: it is tried again for up to two seconds. 0 on
+// success, otherwise the Win32 error.
+unsigned long sostituisci_con_attesa(const std::string& da, const std::string& a);
 #endif
 
 class file_locali : public file_tabelle {

@@ -474,10 +474,8 @@ void piattaforma_win32::scrivi_a_blocchi(const std::string& percorso,
 }
 
 void piattaforma_win32::sostituisci_file(const std::string& da, const std::string& a) {
-    if (!MoveFileExA(da.c_str(), a.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        const DWORD e = GetLastError();
+    if (const unsigned long e = sostituisci_con_attesa(da, a))
         throw errore_file(e == ERROR_FILE_NOT_FOUND ? da : a, problema_file(e));
-    }
 }
 
 bool piattaforma_win32::tieni_aperto(const std::string& percorso) {
