@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <set>
+#include <thread>
 
 #include "comune/data_ora.hpp"
 #include "piattaforma/prove_win/aiuti_wine.hpp"
@@ -79,7 +80,9 @@ TEST(piattaforma_win32, file_veri_ed_errori_in_italiano) {
     piattaforma_win32 p;
     char t[MAX_PATH];
     GetTempPathA(MAX_PATH, t);
-    const std::string dir = std::string(t) + "j8_prova_" + std::to_string(GetCurrentProcessId());
+    // Wine reuses process ids: a crashed run's folder must not be met again.
+    const std::string dir = std::string(t) + "j8_prova_" + std::to_string(GetCurrentProcessId()) + "_" +
+                            std::to_string(GetTickCount64());
     p.crea_direttorio(dir);
     p.scrivi_file(dir + "\\farmaci.tda", std::string("riga 1\r\nriga \xe8\r\n", 16));
     p.scrivi_file(dir + "\\farmaci.tda", "nuovo\r\n");  // replaces whole
@@ -113,6 +116,20 @@ TEST(piattaforma_win32, file_veri_ed_errori_in_italiano) {
     p.imposta_solo_archivio(dir + "\\atc.faf");
     EXPECT_EQ(GetFileAttributesA((dir + "\\atc.faf").c_str()), DWORD{FILE_ATTRIBUTE_ARCHIVE});
     p.rinomina_file(dir + "\\atc.faf", dir + "\\atc2.faf");
+
+    // Another program reading a table for a moment (no delete sharing, as
+    // a virus scanner or a plain fopen opens it) delays a rewrite of it, it
+    // does not fail it.
+    HANDLE lettore = CreateFileA((dir + "\\farmaci.tda").c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                 nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(lettore, INVALID_HANDLE_VALUE);
+    std::thread chiude([lettore] {
+        Sleep(400);
+        CloseHandle(lettore);
+    });
+    EXPECT_NO_THROW(p.scrivi_file(dir + "\\farmaci.tda", "dopo il lettore\r\n"));
+    chiude.join();
+    EXPECT_EQ(p.leggi_file(dir + "\\farmaci.tda"), "dopo il lettore\r\n");
     EXPECT_THROW(p.manda_tasti("{invio}"), errore_tasti);
     EXPECT_THROW(p.avvia_programma(dir + "\\esiste.exe"), errore_avvio);
 
