@@ -10,7 +10,11 @@ namespace j8 {
 
 namespace {
 
-std::string due_cifre(int n) { return (n < 10 ? "0" : "") + std::to_string(n); }
+std::string due_cifre(int n) {
+    std::string s = std::to_string(n);
+    if (n < 10) s.insert(s.begin(), '0');
+    return s;
+}
 
 std::string righe(std::int64_t n, const char* una, const char* molte) {
     return std::to_string(n) + " " + (n == 1 ? una : molte);
