@@ -160,7 +160,9 @@ TEST_F(banco_prova, resoconto_conteggio_e_buco_nella_serie) {
 // the extractor driven, update files, a ".new" table, the backup and the
 // settings.
 TEST_F(banco_prova, due_pacchetti_dall_inizio_alla_fine) {
-    metti_pacchetto(0, pacchetto_completo(0));
+    auto primo = pacchetto_completo(0);
+    primo["generici.new"] = "generici primi\r\n";  // replaced twice, reported once
+    metti_pacchetto(0, primo);
     auto secondo = pacchetto_completo(1);
     secondo.erase("atc.faf");
     secondo["generici.new"] = "generici nuovi\r\n";
@@ -187,7 +189,7 @@ TEST_F(banco_prova, due_pacchetti_dall_inizio_alla_fine) {
         return m.Label1.caption == "Aggiornamento Farmaci. Attendere..." && m.Label1.back_color == colore_rosso;
     }));
     EXPECT_TRUE(vista.ha_mostrato([](const modello_aggiornamento& m) {
-        return m.ProgressBar1.visible && m.ProgressBar1.value == 100 && m.Timer1.enabled &&
+        return m.ProgressBar1.visible && m.ProgressBar1.value == 100 && m.Timer1.enabled && m.Label1.visible &&
                m.Timer1.interval == 700 && m.Label1.tag == "Caricamento tabelle in corso. Attendere...";
     }));
     EXPECT_TRUE(vista.ha_mostrato([](const modello_aggiornamento& m) {
@@ -198,13 +200,17 @@ TEST_F(banco_prova, due_pacchetti_dall_inizio_alla_fine) {
     EXPECT_FALSE(m.Timer1.enabled);
     EXPECT_FALSE(m.ProgressBar1.visible);
     EXPECT_EQ(m.Label2.caption, "Chiudere il programma di aggiornamento");
+    const std::string sostituita = "generici.tda: sostituita per intero\r\n";
+    const std::size_t dove = m.Text1.text.find(sostituita);
+    EXPECT_TRUE(dove != std::string::npos && m.Text1.text.find(sostituita, dove + 1) == std::string::npos)
+        << m.Text1.text;
     EXPECT_EQ(m.Label3.caption,
               "1) Verifica compatibilit\xE0" " aggiornamento\r\n2) Esecuzione dell'aggiornamento\r\n\r\n"
               "  ------- Aggiornamento Completato -------");
 
     const std::string t = "c:\\farmacia\\tabelle\\", ultime = "c:\\farmacia\\ultime_tabelle\\";
     EXPECT_EQ(p.leggi_file(t + "generici.tda"), "generici nuovi\r\n");
-    EXPECT_EQ(p.leggi_file(ultime + "generici.tda"), "generici vecchi\r\n");
+    EXPECT_EQ(p.leggi_file(ultime + "generici.tda"), "generici primi\r\n");  // as before the second
     EXPECT_NE(p.leggi_file(t + "atc.tda").find("4A01AA00"), std::string::npos);
     EXPECT_NE(p.leggi_file(t + "ditte.tda").find("DITTA 1"), std::string::npos);
     const std::string farmaci = p.leggi_file(t + "farmaci.tda");

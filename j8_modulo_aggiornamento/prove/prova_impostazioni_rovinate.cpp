@@ -209,6 +209,12 @@ TEST(strumento_impostazioni, legge_imposta_e_rifiuta_senza_toccare_nulla) {
     EXPECT_EQ(leggi("estraneo.txt"), prima);
 
     const std::string buono = percorso("buono.txt");
+    for (const char* secondi : {"86400", "5x", "", "-1"}) {
+        EXPECT_EQ(esegui({"crea", buono, "--orologio", secondi}, "aggiornamento=j8000003\n"), 2) << secondi;
+        EXPECT_FALSE(std::filesystem::exists(buono)) << secondi;
+    }
+    EXPECT_EQ(esegui({"crea", percorso("ora.txt")}, "aggiornamento=j8000003\n"), 0);  // today's clock
+    EXPECT_TRUE(std::filesystem::exists(percorso("ora.txt")));
     EXPECT_EQ(esegui({"crea", buono, "--orologio", "5"}, "aggiornamento=j8000003\r\nPassword BBS=z=et a\n"), 0);
     EXPECT_EQ(esegui({"imposta", buono, "aggiornamento", "j80\t0004"}), 2);
     EXPECT_EQ(errori,
