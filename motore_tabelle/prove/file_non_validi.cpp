@@ -2,6 +2,11 @@
 // and odd bytes are all taken, cut or padded at the layout.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "comune/file_locali.hpp"
 
 #include "motore_tabelle/prove/comune.hpp"
 
@@ -131,4 +136,23 @@ TEST(file_non_validi, file_vuoti_e_righe_vuote_a_migliaia) {
     EXPECT_EQ(b.file.file[dir + "farmaci.tda"], "");
     b.motore.crea_secondario(dir);
     EXPECT_EQ(b.file.file[dir + "farmaci_secondario_completo.tda"], "");
+}
+
+// A write that fails half-way leaves the file as it was and no temporary
+// file beside it.
+TEST(file_locali, scrittura_interrotta_lascia_il_file_com_era) {
+    const auto dir = std::filesystem::temp_directory_path() / ("j8_scrittura_" + std::to_string(::getpid()));
+    std::filesystem::create_directories(dir);
+    const std::string percorso = (dir / "farmaci.tda").string();
+    file_locali file;
+    file.scrivi_file(percorso, "vecchio\r\n");
+    EXPECT_THROW(file.scrivi_a_blocchi(percorso,
+                                       [](const file_tabelle::ricevi_blocco& scrivi) {
+                                           scrivi("nuovo\r\n");
+                                           throw errore_file("farmaci.faf", "riga illeggibile");
+                                       }),
+                 errore_file);
+    EXPECT_EQ(file.leggi_file(percorso), "vecchio\r\n");
+    EXPECT_FALSE(std::filesystem::exists(percorso + suffisso_scrittura));
+    std::filesystem::remove_all(dir);
 }
