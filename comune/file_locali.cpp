@@ -162,15 +162,23 @@ std::string file_locali::leggi_file(const std::string& percorso) {
     return dati;
 }
 
+std::uint64_t file_locali::dimensione_file(const std::string& percorso) {
+    std::error_code ec;
+    const auto n = std::filesystem::file_size(percorso, ec);
+    return ec ? 0 : static_cast<std::uint64_t>(n);
+}
+
 void file_locali::leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) {
     std::error_code ec;
     if (std::filesystem::is_directory(percorso, ec)) throw errore_file(percorso, descrivi_errno(EISDIR));
     std::FILE* f = std::fopen(percorso.c_str(), "rb");
     if (!f) throw errore_file(percorso, "impossibile leggere il file, " + descrivi_errno(errno));
-    std::unique_ptr<char[]> blocco(new char[1 << 20]);
+    // A block the cache holds while it is cut into rows.
+    constexpr std::size_t misura = std::size_t{1} << 18;
+    std::unique_ptr<char[]> blocco(new char[misura]);
     size_t letti;
     try {
-        while ((letti = std::fread(blocco.get(), 1, 1 << 20, f)) > 0) ricevi(std::string_view(blocco.get(), letti));
+        while ((letti = std::fread(blocco.get(), 1, misura, f)) > 0) ricevi(std::string_view(blocco.get(), letti));
     } catch (...) {
         std::fclose(f);
         throw;

@@ -3,6 +3,7 @@
 // and the settings module its platform (so every file step can be watched
 // and failed in tests); the command-line tools hand them file_locali.
 
+#include <cstdint>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -56,6 +57,9 @@ public:
         scrivi_file(percorso, contenuto);
     }
     virtual void rinomina_file(const std::string& da, const std::string& a) = 0;
+    // The file's size in bytes when known in advance, else 0: a reader
+    // sizes its row list once instead of growing it.
+    virtual std::uint64_t dimensione_file(const std::string& /*percorso*/) { return 0; }
 };
 
 }  // namespace j8

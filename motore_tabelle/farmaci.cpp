@@ -159,7 +159,7 @@ std::vector<std::uint32_t> ordine_per_nome(std::vector<voce_riga>& voci, avanzam
     std::vector<std::uint32_t> ordine(righe);
     for (std::size_t i = 0; i < righe; ++i) ordine[i] = chiavi[i].riga;
     std::vector<chiave_riga>().swap(chiavi);
-    permutazione_shell(ordine, [&](std::size_t i) { return uguale[i] != 0; }, av);
+    permutazione_shell(ordine, uguale, av);
     return ordine;
 }
 

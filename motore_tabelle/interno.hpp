@@ -88,6 +88,10 @@ void stringi_voci(std::vector<voce_riga>& voci);
 template <std::size_t W>
 std::uint64_t leggi_righe(file_tabelle& file, const std::string& percorso, tabella_righe<W>& t) {
     std::uint64_t byte = 0;
+    // Room for the rows of full-width lines and a sixteenth more for those
+    // an update adds; shorter lines grow the list as usual.
+    if (const std::uint64_t prevista = file.dimensione_file(percorso) / (W + 2))
+        t.voci.reserve(t.voci.size() + prevista + prevista / 16 + 16);
     auto d = crea_divisore(
         W, [&](std::size_t n) { return t.arena.apri(n); },
         [&](char* p, std::size_t n) {
@@ -243,32 +247,13 @@ struct chiave_riga {
 void ordina_per_parole(std::vector<chiave_riga>& chiavi, std::size_t i, std::size_t f,
                        const std::vector<voce_riga>& voci, campo c, std::size_t da, std::vector<std::uint8_t>& uguale);
 
-// The legacy ascending Shell sort on items holding a dense rank in the high
-// half and the row in the low one (row r at v[r - 1]).
-void shell_su_ranghi(std::vector<std::uint64_t>& v, avanzamento& av);
-
-// Shell sort of row numbers by a dense rank: the sort's moves depend only
-// on the outcome of its comparisons, so ranking the keys first gives the
-// permutation the keys themselves would. When every rank differs the order
-// is total and any sort gives it: the Shell sort is run only over repeats.
-// `ordinati` holds the rows in key order (ties in any order) and
-// `uguale_al_precedente(i)` tells whether its rows i - 1 and i have equal
-// keys; it is turned into the legacy permutation.
-template <class Uguale>
-void permutazione_shell(std::vector<std::uint32_t>& ordinati, Uguale uguale_al_precedente, avanzamento& av) {
-    const std::size_t n = ordinati.size();
-    bool ripetuti = false;
-    for (std::size_t i = 1; i < n && !ripetuti; ++i) ripetuti = uguale_al_precedente(i);
-    if (!ripetuti) return;
-    std::vector<std::uint64_t> voci(n);
-    std::uint32_t r = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        if (i > 0 && !uguale_al_precedente(i)) ++r;
-        voci[ordinati[i]] = (std::uint64_t{r} << 32) | ordinati[i];
-    }
-    shell_su_ranghi(voci, av);
-    for (std::size_t i = 0; i < n; ++i) ordinati[i] = static_cast<std::uint32_t>(voci[i]);
-}
+// Shell sort of row numbers: the sort's moves depend only on the outcome
+// of its comparisons, and only rows with equal keys can end in an order
+// other sorts would not give. `ordinati` holds the rows in key order (ties
+// in any order), `uguale[i]` tells whether its rows i - 1 and i have equal
+// keys; it is turned into the legacy ascending permutation.
+void permutazione_shell(std::vector<std::uint32_t>& ordinati, const std::vector<std::uint8_t>& uguale,
+                        avanzamento& av);
 
 // Sorts `v` by `chiave(x)` (an unsigned number of `byte` bytes), least
 // significant byte first, skipping the bytes that all items share: a few

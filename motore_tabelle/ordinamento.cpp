@@ -1,6 +1,7 @@
 // Sorting: rank words, the legacy Shell-sort permutation, the code index
 // and its search.
 #include <algorithm>
+#include <bit>
 
 #include "motore_tabelle/interno.hpp"
 
@@ -47,11 +48,15 @@ void ordina_per_parole(std::vector<chiave_riga>& chiavi, std::size_t i, std::siz
     }
 }
 
-void shell_su_ranghi(std::vector<std::uint64_t>& voci, avanzamento& av) {
-    // ShellSortAny's ascending passes, with the interface let run at the
-    // same rows.
+namespace {
+
+// ShellSortAny's ascending passes on items whose bits above the lowest
+// `bit_membro` are the key, with the interface let run at the same rows.
+template <class T>
+void shell_su_classi(std::vector<T>& voci, unsigned bit_membro, avanzamento& av) {
     const std::int64_t m = static_cast<std::int64_t>(voci.size());
-    std::uint64_t* const v = voci.data();
+    T* const v = voci.data();
+    const T membro = static_cast<T>((T{1} << bit_membro) - 1u);
     std::int64_t g = 0;
     while (g <= m) g = 3 * g + 1;
     do {
@@ -61,9 +66,9 @@ void shell_su_ranghi(std::vector<std::uint64_t>& voci, avanzamento& av) {
             if (i % 1000 == 0) av.lascia_girare();
             const std::int64_t tappa = std::min(m, (i / 1000 + 1) * 1000 - 1);
             for (; i <= tappa; ++i) {
-                const std::uint64_t lavoro = v[i - 1];
-                // A greater rank is a greater item than any of this rank.
-                const std::uint64_t soglia = lavoro | 0xFFFFFFFFu;
+                const T lavoro = v[i - 1];
+                // A greater key is a greater item than any with this key.
+                const T soglia = lavoro | membro;
                 std::int64_t j = i;
                 while (v[j - g - 1] > soglia) {
                     v[j - 1] = v[j - g - 1];
@@ -76,7 +81,44 @@ void shell_su_ranghi(std::vector<std::uint64_t>& voci, avanzamento& av) {
     } while (g != 1);
 }
 
-namespace {
+// Whether the row at place i of the key order has an equal key beside it.
+bool in_gruppo(const std::vector<std::uint8_t>& uguale, std::size_t i) {
+    return uguale[i] || (i + 1 < uguale.size() && uguale[i + 1]);
+}
+
+// Whether the row at place i > 0 starts a new class: the first of a run of
+// equal keys, or the first single key after such a run.
+bool nuova_classe(const std::vector<std::uint8_t>& uguale, std::size_t i) {
+    return in_gruppo(uguale, i) ? !uguale[i] : in_gruppo(uguale, i - 1);
+}
+
+// The rows in key order as classes: each run of equal keys is one class,
+// each stretch of single keys between runs another, numbered in key order,
+// and within a run each row its place in it. A pass of the sort leaves each
+// of its chains sorted with equal items in the order they had, so sorting
+// classes puts every class on the positions the keys would and the rows of
+// a run in the order the keys would: only those rows need telling apart.
+template <class T>
+void shell_per_classi(std::vector<std::uint32_t>& ordinati, const std::vector<std::uint8_t>& uguale,
+                      unsigned bit_membro, avanzamento& av) {
+    const std::size_t n = ordinati.size();
+    std::vector<T> voci(n);
+    T classe = 0, membro = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (i > 0 && nuova_classe(uguale, i)) ++classe;
+        membro = uguale[i] ? static_cast<T>(membro + 1u) : T{0};
+        voci[ordinati[i]] = static_cast<T>((classe << bit_membro) | membro);
+    }
+    shell_su_classi(voci, bit_membro, av);
+    // Every class is back on its places: a run's rows are told by place.
+    const std::vector<std::uint32_t> prima(ordinati);
+    const T maschera = static_cast<T>((T{1} << bit_membro) - 1u);
+    std::size_t inizio = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        if (!uguale[i]) inizio = i;
+        ordinati[i] = prima[inizio + (voci[i] & maschera)];
+    }
+}
 
 // A product code of digits and blanks as one number in base 11, blank
 // lowest: the numbers compare as the texts. -1 for any other character.
@@ -112,6 +154,28 @@ bool ordina_numerici(const std::vector<std::array<char, 9>>& codici, std::vector
 
 }  // namespace
 
+void permutazione_shell(std::vector<std::uint32_t>& ordinati, const std::vector<std::uint8_t>& uguale,
+                        avanzamento& av) {
+    const std::size_t n = ordinati.size();
+    std::size_t classi = 1, gruppo = 1, massimo = 1;
+    for (std::size_t i = 1; i < n; ++i) {
+        classi += nuova_classe(uguale, i);
+        gruppo = uguale[i] ? gruppo + 1 : 1;
+        massimo = std::max(massimo, gruppo);
+    }
+    // Every key differs: the order is total and any sort gives it.
+    if (massimo == 1) return;
+    // The narrowest items that hold class and place: fewer bytes to move.
+    const unsigned bit_membro = static_cast<unsigned>(std::bit_width(massimo - 1));
+    const unsigned bit = bit_membro + static_cast<unsigned>(std::bit_width(classi - 1));
+    if (bit <= 16)
+        shell_per_classi<std::uint16_t>(ordinati, uguale, bit_membro, av);
+    else if (bit <= 32)
+        shell_per_classi<std::uint32_t>(ordinati, uguale, bit_membro, av);
+    else
+        shell_per_classi<std::uint64_t>(ordinati, uguale, bit_membro, av);
+}
+
 std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& codici, avanzamento& av) {
     const std::size_t n = codici.size();
     std::vector<std::uint32_t> ordinati(n);
@@ -125,12 +189,10 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
         };
         std::sort(ordinati.begin(), ordinati.end(), minore);
     }
-    permutazione_shell(
-        ordinati,
-        [&](std::size_t i) {
-            return numerici ? (voci[i - 1] >> 32) == (voci[i] >> 32) : codici[ordinati[i - 1]] == codici[ordinati[i]];
-        },
-        av);
+    std::vector<std::uint8_t> uguale(n, 0);
+    for (std::size_t i = 1; i < n; ++i)
+        uguale[i] = numerici ? (voci[i - 1] >> 32) == (voci[i] >> 32) : codici[ordinati[i - 1]] == codici[ordinati[i]];
+    permutazione_shell(ordinati, uguale, av);
     std::vector<std::uint64_t>().swap(voci);
     std::vector<voce_indice> indice(n);
     for (std::size_t i = 0; i < n; ++i) {

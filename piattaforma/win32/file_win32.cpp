@@ -42,6 +42,12 @@ std::string piattaforma_win32::leggi_file(const std::string& percorso) {
     return r;
 }
 
+std::uint64_t piattaforma_win32::dimensione_file(const std::string& percorso) {
+    WIN32_FILE_ATTRIBUTE_DATA a;
+    if (!GetFileAttributesExA(percorso.c_str(), GetFileExInfoStandard, &a)) return 0;
+    return (static_cast<std::uint64_t>(a.nFileSizeHigh) << 32) | a.nFileSizeLow;
+}
+
 void piattaforma_win32::leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) {
     HANDLE f = CreateFileA(percorso.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_SEQUENTIAL_SCAN, nullptr);

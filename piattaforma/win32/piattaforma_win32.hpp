@@ -35,6 +35,7 @@ public:
                           const std::function<void(const ricevi_blocco&)>& produci) override;
     void cancella_file(const std::string& percorso) override;
     void rinomina_file(const std::string& da, const std::string& a) override;
+    std::uint64_t dimensione_file(const std::string& percorso) override;
     std::vector<std::string> elenca_file(const std::string& direttorio,
                                          const std::string& modello) override;
     bool esiste_direttorio(const std::string& percorso) override;
