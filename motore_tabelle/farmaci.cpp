@@ -142,9 +142,13 @@ void rifinisci_riga(voce_riga& v) {
 std::vector<std::uint32_t> ordine_per_nome(std::vector<voce_riga>& voci, avanzamento& av) {
     const std::size_t righe = voci.size();
     std::vector<chiave_riga> chiavi(righe);
+    // Most names share their first eight characters with a neighbour: the
+    // next eight are taken here in row order, not later all over the table.
+    std::vector<std::uint64_t> seconde(righe);
     for (std::size_t i = 0; i < righe; ++i) {
         rifinisci_riga(voci[i]);
         chiavi[i] = {parola_rango(voci[i], farmaco::descrizione), static_cast<std::uint32_t>(i)};
+        seconde[i] = parola_rango(voci[i], farmaco::descrizione, 8);
     }
     // By the first eight characters, then each run that shares them by the
     // next eight and so on; rows with equal names are marked on the way.
@@ -153,7 +157,7 @@ std::vector<std::uint32_t> ordine_per_nome(std::vector<voce_riga>& voci, avanzam
     for (std::size_t i = 0; i < righe;) {
         std::size_t f = i + 1;
         while (f < righe && chiavi[f].inizio == chiavi[i].inizio) ++f;
-        if (f - i > 1) ordina_per_parole(chiavi, i, f, voci, farmaco::descrizione, 8, uguale);
+        if (f - i > 1) ordina_per_parole(chiavi, i, f, voci, farmaco::descrizione, 8, uguale, seconde);
         i = f;
     }
     std::vector<std::uint32_t> ordine(righe);

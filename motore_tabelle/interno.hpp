@@ -243,9 +243,10 @@ struct chiave_riga {
 // The run [i, f) of `chiavi` shares the field's first `da` characters:
 // sorted by the next eight as words, each run that still shares them by
 // those after, and rows whose whole field is equal to the previous one's
-// marked in `uguale`.
+// marked in `uguale`. `seconde` holds each row's word from character 8.
 void ordina_per_parole(std::vector<chiave_riga>& chiavi, std::size_t i, std::size_t f,
-                       const std::vector<voce_riga>& voci, campo c, std::size_t da, std::vector<std::uint8_t>& uguale);
+                       const std::vector<voce_riga>& voci, campo c, std::size_t da, std::vector<std::uint8_t>& uguale,
+                       const std::vector<std::uint64_t>& seconde);
 
 // Shell sort of row numbers: the sort's moves depend only on the outcome
 // of its comparisons, and only rows with equal keys can end in an order

@@ -25,14 +25,16 @@ int confronta_campi(const voce_riga& a, const voce_riga& b, campo f, std::size_t
 }
 
 void ordina_per_parole(std::vector<chiave_riga>& chiavi, std::size_t i, std::size_t f,
-                       const std::vector<voce_riga>& voci, campo c, std::size_t da, std::vector<std::uint8_t>& uguale) {
+                       const std::vector<voce_riga>& voci, campo c, std::size_t da, std::vector<std::uint8_t>& uguale,
+                       const std::vector<std::uint64_t>& seconde) {
     if (da >= c.larghezza) {
         for (std::size_t k = i + 1; k < f; ++k) uguale[k] = 1;
         return;
     }
     bool in_ordine = true;
     for (std::size_t k = i; k < f; ++k) {
-        chiavi[k].inizio = parola_rango(voci[chiavi[k].riga], c, da);
+        const std::uint32_t r = chiavi[k].riga;
+        chiavi[k].inizio = da == 8 ? seconde[r] : parola_rango(voci[r], c, da);
         if (k > i && chiavi[k].inizio < chiavi[k - 1].inizio) in_ordine = false;
     }
     // A table written by the last update comes in name order: most runs
@@ -43,7 +45,7 @@ void ordina_per_parole(std::vector<chiave_riga>& chiavi, std::size_t i, std::siz
     for (std::size_t a = i; a < f;) {
         std::size_t b = a + 1;
         while (b < f && chiavi[b].inizio == chiavi[a].inizio) ++b;
-        if (b - a > 1) ordina_per_parole(chiavi, a, b, voci, c, da + 8, uguale);
+        if (b - a > 1) ordina_per_parole(chiavi, a, b, voci, c, da + 8, uguale, seconde);
         a = b;
     }
 }
