@@ -81,8 +81,8 @@ TEST(ShellSortAny, righe_uguali_nell_ordine_dell_algoritmo_originale) {
 }
 
 TEST(ShellSortAny, tabella_farmaci_e_indice_dei_codici_nel_suo_ordine) {
-    // 2500 drugs, few names and repeated codes (one with a letter in one
-    // round, so the index takes its text path): the written table and the
+    // 2500 drugs, few repeated names and repeated codes (one with a letter
+    // in one round, so the index takes its text path): the written table and the
     // secondary table, of the drugs whose status does not start with "C",
     // follow the legacy sort row for row.
     for (bool lettera : {false, true}) {
@@ -90,7 +90,11 @@ TEST(ShellSortAny, tabella_farmaci_e_indice_dei_codici_nel_suo_ordine) {
         righe_testo tabella;
         std::vector<chiave_e_riga> nomi, codici;
         for (int i = 0; i < 2500; ++i) {
-            const std::string nome(1, static_cast<char>('0' + (i * 7919) % 7)), codice = std::to_string((i * 31) % 1700);
+            // Seven names repeated and single names between them, all sharing
+            // their first sixteen characters: every word of the sort counts.
+            const int k = (i * 7919) % 11;
+            const std::string nome = "PARACETAMOLO 500" + std::to_string(k % 7) + (k >= 7 ? std::to_string(i) : "");
+            const std::string codice = std::to_string((i * 31) % 1700);
             tabella.push_back(farmaco_prova{i % 3 ? "0C0" : "C00", codice, nome}.riga());
             nomi.push_back({nome, i});
         }
