@@ -152,7 +152,7 @@ std::vector<std::uint32_t> ordine_per_nome(std::vector<voce_riga>& voci, avanzam
     }
     // By the first eight characters, then each run that shares them by the
     // next eight and so on; rows with equal names are marked on the way.
-    ordina_radice(chiavi, 8, [](const chiave_riga& c) { return c.inizio; });
+    ordina_per_inizio(chiavi);
     std::vector<std::uint8_t> uguale(righe, 0);
     for (std::size_t i = 0; i < righe;) {
         std::size_t f = i + 1;

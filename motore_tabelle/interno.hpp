@@ -240,6 +240,9 @@ struct chiave_riga {
     std::uint32_t riga;
 };
 
+// Sorts `chiavi` by `inizio`, equal words in any order.
+void ordina_per_inizio(std::vector<chiave_riga>& chiavi);
+
 // The run [i, f) of `chiavi` shares the field's first `da` characters:
 // sorted by the next eight as words, each run that still shares them by
 // those after, and rows whose whole field is equal to the previous one's

@@ -50,6 +50,45 @@ void ordina_per_parole(std::vector<chiave_riga>& chiavi, std::size_t i, std::siz
     }
 }
 
+void ordina_per_inizio(std::vector<chiave_riga>& chiavi) {
+    // A table the last update wrote is in name order but for the rows this
+    // one renamed or added: those are set aside, sorted and merged back, a
+    // pass over the rest instead of a radix sort of all. A row below the
+    // rows kept so far either sends the last few of them aside (they were
+    // renamed upwards) or goes aside itself.
+    constexpr std::size_t indietro = 8;
+    const std::size_t n = chiavi.size();
+    std::vector<chiave_riga> fuori;
+    std::size_t tenute = 0;
+    for (std::size_t i = 0; i < n && fuori.size() <= n / 8; ++i) {
+        const chiave_riga c = chiavi[i];
+        std::size_t sopra = 0;
+        while (sopra < indietro && sopra < tenute && chiavi[tenute - 1 - sopra].inizio > c.inizio) ++sopra;
+        if (sopra < tenute && chiavi[tenute - 1 - sopra].inizio > c.inizio) {
+            fuori.push_back(c);
+            continue;
+        }
+        for (; sopra > 0; --sopra) fuori.push_back(chiavi[--tenute]);
+        chiavi[tenute++] = c;
+    }
+    auto minore = [](const chiave_riga& a, const chiave_riga& b) { return a.inizio < b.inizio; };
+    if (fuori.size() > n / 8) {
+        // Not such a table: every row by radix.
+        std::copy(fuori.begin(), fuori.end(), chiavi.begin() + static_cast<std::ptrdiff_t>(tenute));
+        ordina_radice(chiavi, 8, [](const chiave_riga& c) { return c.inizio; });
+        return;
+    }
+    std::sort(fuori.begin(), fuori.end(), minore);
+    // Merged from the back, into the room the rows set aside left.
+    std::size_t k = n, t = tenute, f = fuori.size();
+    while (f > 0) {
+        if (t > 0 && chiavi[t - 1].inizio > fuori[f - 1].inizio)
+            chiavi[--k] = chiavi[--t];
+        else
+            chiavi[--k] = fuori[--f];
+    }
+}
+
 namespace {
 
 // ShellSortAny's ascending passes on items whose bits above the lowest

@@ -81,24 +81,37 @@ TEST(ShellSortAny, righe_uguali_nell_ordine_dell_algoritmo_originale) {
 }
 
 TEST(ShellSortAny, tabella_farmaci_e_indice_dei_codici_nel_suo_ordine) {
-    // 2500 drugs, few repeated names and repeated codes (one with a letter
-    // in one round, so the index takes its text path): the written table and the
-    // secondary table, of the drugs whose status does not start with "C",
-    // follow the legacy sort row for row.
+    // 2500 drugs, few repeated names and repeated codes: in no order, then
+    // in name order but for a few rows and with a code with a letter (the
+    // index takes its text path). The written table and the secondary
+    // table, of the drugs whose status does not start with "C", follow the
+    // legacy sort row for row.
     for (bool lettera : {false, true}) {
         banco b;
         righe_testo tabella;
         std::vector<chiave_e_riga> nomi, codici;
         for (int i = 0; i < 2500; ++i) {
-            // Seven names repeated and single names between them, all sharing
-            // their first sixteen characters: every word of the sort counts.
+            // Seven names repeated and single names between them, sharing
+            // sixteen characters with them: every word of the sort counts.
             const int k = (i * 7919) % 11;
-            const std::string nome = "PARACETAMOLO 500" + std::to_string(k % 7) + (k >= 7 ? std::to_string(i) : "");
+            const std::string nome =
+                std::string(1, static_cast<char>('A' + k % 7)) + "ARACETAMOLO 500" + (k >= 7 ? std::to_string(i) : "");
             const std::string codice = std::to_string((i * 31) % 1700);
             tabella.push_back(farmaco_prova{i % 3 ? "0C0" : "C00", codice, nome}.riga());
             nomi.push_back({nome, i});
         }
-        if (lettera) tabella[5] = farmaco_prova{"000", "12X", nomi[5].first}.riga();
+        if (lettera) {
+            // As the last update wrote it, and this one renamed every 40th row.
+            std::sort(nomi.begin(), nomi.end());
+            for (std::size_t j = 39; j < nomi.size(); j += 40) std::swap(nomi[j], nomi[nomi.size() - 1 - j]);
+            righe_testo in_ordine;
+            for (auto& [nome, i] : nomi) {
+                in_ordine.push_back(tabella[static_cast<std::size_t>(i)]);
+                i = static_cast<int>(in_ordine.size()) - 1;
+            }
+            tabella.swap(in_ordine);
+            tabella[5] = farmaco_prova{"000", "12X", nomi[5].first}.riga();
+        }
         b.file.file[dir + "farmaci.tda"] = righe(tabella);
         b.file.file[dir + "farmaci.faf"] = "";
         b.motore.carica_tabelle(dir);
