@@ -28,6 +28,18 @@ inline std::string nome_pacchetto(int n) {
     return nome;
 }
 
+inline bool contiene(const std::string& testo, const std::string& parte) {
+    return testo.find(parte) != std::string::npos;
+}
+
+// A file of the tables folder: bytes and attributes.
+struct stato_file {
+    std::string contenuto;
+    std::uint32_t attributi;
+    bool operator==(const stato_file&) const = default;
+};
+using stato_tabelle = std::map<std::string, stato_file>;
+
 // Keeps a copy of the model at every redraw.
 class vista_registrata : public vista_aggiornamento {
 public:
@@ -130,12 +142,15 @@ public:
         });
     }
 
-    std::map<std::string, std::string> istantanea_tabelle() {
-        std::map<std::string, std::string> esito;
-        for (const auto& nome : p.elenca_file("c:\\farmacia\\tabelle", "*.*"))
-            esito[minuscolo(nome)] = p.leggi_file("c:\\farmacia\\tabelle\\" + nome);
-        return esito;
+    stato_tabelle stato() {
+        stato_tabelle s;
+        for (const auto& nome : p.elenca_file("c:\\farmacia\\tabelle", "*.*")) {
+            const std::string percorso = "c:\\farmacia\\tabelle\\" + nome;
+            s[minuscolo(nome)] = {p.leggi_file(percorso), p.attributi(percorso)};
+        }
+        return s;
     }
+    bool impostazioni_intatte() { return p.leggi_file(file_bbs) == impostazioni_bbs_iniziali; }
 
     std::string valore_aggiornamento() {
         return valore_impostazione(leggi_impostazioni(p, file_bbs, 1.0f), "aggiornamento").value_or("<assente>");
