@@ -225,10 +225,13 @@ TEST(guasti_aggiornamento, secondo_avvio_durante_la_corsa_non_tocca_nulla) {
     EXPECT_TRUE(c.stato() == corsa_indisturbata().dopo);
 }
 
-// A start that is itself killed while putting the tables back: the journal
-// is still there, so the start after it finishes the job.
-TEST(guasti_aggiornamento, ripristino_all_avvio_interrotto_si_riprende) {
-    // Killed in the second package's copy-back, so there is much to put back.
+// Starts after a run killed in the second package's copy-back, so there is
+// much to put back. A start itself killed while putting the tables back
+// leaves the journal, so the start after it finishes the job. A start that
+// cannot put them back (the folder refuses writes) says where the good copy
+// is, keeps it, refuses a new run that would overwrite it, and the start
+// after that finishes the restore.
+TEST(guasti_aggiornamento, ripristino_all_avvio_interrotto_o_impossibile_si_riprende) {
     corsa sonda;
     std::uint64_t punto = 0;
     int viste = 0;
@@ -239,63 +242,52 @@ TEST(guasti_aggiornamento, ripristino_all_avvio_interrotto_si_riprende) {
     sonda.form.esegui_aggiornamento();
     ASSERT_GT(punto, 0u);
 
-    for (std::uint64_t j = 1;; ++j) {
+    for (std::uint64_t j = 0;; ++j) {
         SCOPED_TRACE("avvio interrotto all'operazione " + std::to_string(j));
         corsa c;
         const stato_tabelle prima = c.stato();
         c.p.interrompi_a(punto);
         EXPECT_THROW(c.form.esegui_aggiornamento(), interruzione_simulata);
         c.p.riavvia();
-        c.p.interrompi_a(c.p.operazioni_file() + j);
+        ASSERT_FALSE(c.stato() == prima);
+        ASSERT_EQ(c.valore_aggiornamento(), "j8000000");  // not yet committed
         bool ucciso = false;
-        try {
-            controlla_aggiornamento_interrotto(c.p, c.valori);
-        } catch (const interruzione_simulata&) {
+        if (j == 0) {  // the folder refuses writes at this start
+            c.p.regola_guasto = [](const auto& o) -> std::optional<std::string> {
+                if (o.nome != "copia_file" || minuscolo(o.secondo).rfind("c:\\farmacia\\tabelle", 0) != 0)
+                    return std::nullopt;
+                return "accesso negato";
+            };
+            form_aggiornamento bloccato(c.p, c.vista_dopo, c.valori);
+            ASSERT_EQ(bloccato.Form_Load(), esito_caricamento::pronto);
+            bloccato.esegui_aggiornamento();
+            const auto testi = c.messaggi();
+            ASSERT_EQ(testi.size(), 2u);
+            for (const char* parte : {"non \xE8 stato possibile riportare le tabelle come erano prima (accesso negato: ",
+                                      "c:\\j8\\ripristino_aggiornamento\\"})
+                EXPECT_TRUE(contiene(testi[0], parte)) << testi[0];
+            for (const char* parte : {"non \xE8 ancora stato ripristinato", "Le tabelle non sono state modificate"})
+                EXPECT_TRUE(contiene(testi[1], parte)) << testi[1];
+            EXPECT_TRUE(c.giornale_presente());
+            c.p.regola_guasto = nullptr;
             ucciso = true;
+        } else {
+            c.p.interrompi_a(c.p.operazioni_file() + j);
+            try {
+                controlla_aggiornamento_interrotto(c.p, c.valori);
+            } catch (const interruzione_simulata&) {
+                ucciso = true;
+            }
         }
         auto form = c.riavvia();
         EXPECT_TRUE(c.stato() == prima && !c.giornale_presente());
+        EXPECT_EQ(c.messaggi().back(), messaggio_avvio);
         // Told once; twice if the kill fell as the journal was being deleted.
-        EXPECT_TRUE(c.messaggi().size() == 1u || c.messaggi().size() == 2u) << c.messaggi().size();
+        EXPECT_TRUE(j == 0 || c.messaggi().size() == 1u || c.messaggi().size() == 2u) << c.messaggi().size();
         finisce_indisturbata(c, *form);
         if (!ucciso) break;
         ASSERT_LT(j, 200u);
     }
-}
-
-// A start that cannot put the tables back (the folder refuses writes) says
-// where the good copy is, keeps it, refuses a new run that would overwrite
-// it, and the start after that finishes the restore.
-TEST(guasti_aggiornamento, ripristino_all_avvio_impossibile_si_ritenta) {
-    const riferimento& atteso = corsa_indisturbata();
-    corsa c;
-    const stato_tabelle prima = c.stato();
-    // Killed late in the run, well into the second package's copy-back.
-    c.p.interrompi_a(c.p.operazioni_file() + atteso.operazioni * 3 / 4);
-    EXPECT_THROW(c.form.esegui_aggiornamento(), interruzione_simulata);
-    c.p.riavvia();
-    ASSERT_FALSE(c.stato() == prima);
-    ASSERT_EQ(c.valore_aggiornamento(), "j8000000");  // not yet committed
-    c.p.regola_guasto = [](const auto& o) -> std::optional<std::string> {
-        if (o.nome != "copia_file" || minuscolo(o.secondo).rfind("c:\\farmacia\\tabelle", 0) != 0) return std::nullopt;
-        return "accesso negato";
-    };
-    form_aggiornamento bloccato(c.p, c.vista_dopo, c.valori);
-    ASSERT_EQ(bloccato.Form_Load(), esito_caricamento::pronto);
-    bloccato.esegui_aggiornamento();
-    const auto testi = c.messaggi();
-    ASSERT_EQ(testi.size(), 2u);
-    for (const char* parte : {"non \xE8 stato possibile riportare le tabelle come erano prima (accesso negato: ",
-                              "c:\\j8\\ripristino_aggiornamento\\"})
-        EXPECT_TRUE(contiene(testi[0], parte)) << testi[0];
-    for (const char* parte : {"non \xE8 ancora stato ripristinato", "Le tabelle non sono state modificate"})
-        EXPECT_TRUE(contiene(testi[1], parte)) << testi[1];
-    EXPECT_TRUE(c.giornale_presente());
-
-    auto libero = c.riavvia();
-    EXPECT_TRUE(c.stato() == prima);
-    EXPECT_EQ(c.messaggi().back(), messaggio_avvio);
-    finisce_indisturbata(c, *libero);
 }
 
 // A journal the disk will not let go of (an antivirus holding it) still
