@@ -96,12 +96,7 @@ public:
 
         const std::string uno = farmaco_tda("000000001", "ASPIRINA"), due = farmaco_tda("000000002", "BENAGOL");
         farmaci_senza_doppi = righe({uno, due});
-        for (const auto& [nome, testo] : std::map<std::string, std::string>{
-                 {"farmaci.tda", righe({uno, uno, due})},
-                 {"farmaci_secondario_completo.tda", "vecchio secondario\r\n"},
-                 {"principi_attivi.tda", righe({principio_tda("000001", "ACIDO ACETILSALICILICO")})},
-                 {"notessn.tda", righe({nota_tda("01", "NOTA")})}, {"atc.tda", righe({atc_tda("4A01AA01", "FLUORURO")})},
-                 {"ditte.tda", righe({ditta_tda("0001", "DITTA")})}, {"generici.tda", "generici vecchi\r\n"}})
+        for (const auto& [nome, testo] : banca_dati({uno, uno, due}))
             p.scrivi_file("c:\\farmacia\\tabelle\\" + nome, testo);
 
         p.su_tasti = [this](const std::string& t) { tasti_all_estrattore(t); };

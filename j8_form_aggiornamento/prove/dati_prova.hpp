@@ -59,6 +59,17 @@ inline std::string ditta_tda(const std::string& c, const std::string& d) { retur
 inline std::string principio_tda(const std::string& c, const std::string& d) { return "000" + principio_faf(c, d); }
 inline std::string nota_tda(const std::string& c, const std::string& t) { return "000" + nota_faf(c, t); }
 
+// A small database around the given drug lines: every table the run needs.
+inline std::map<std::string, std::string> banca_dati(const std::vector<std::string>& farmaci) {
+    return {{"farmaci.tda", righe(farmaci)},
+            {"farmaci_secondario_completo.tda", "000000000001+0000000001\r\n"},
+            {"principi_attivi.tda", righe({principio_tda("000001", "ACIDO ACETILSALICILICO")})},
+            {"notessn.tda", righe({nota_tda("01", "NOTA")})},
+            {"atc.tda", righe({atc_tda("4A01AA01", "FLUORURO")})},
+            {"ditte.tda", righe({ditta_tda("0001", "DITTA")})},
+            {"generici.tda", "generici vecchi\r\n"}};
+}
+
 // The files of package number n: drugs (one new, one changed), ATC, companies.
 inline std::map<std::string, std::string> pacchetto_completo(int n) {
     const std::string s = std::to_string(n);

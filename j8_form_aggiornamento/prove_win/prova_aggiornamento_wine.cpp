@@ -51,13 +51,7 @@ void scrivi_banca_dati(const fs::path& d) {
         farmaci.push_back(prova::farmaco_tda(codice, nome, i % 11 == 0 ? "20010101" : "20300101"));
         if (i == 10) farmaci.push_back(farmaci.back());
     }
-    scrivi(d / "farmaci.tda", prova::righe(farmaci));
-    scrivi(d / "farmaci_secondario_completo.tda", prova::righe({"000000000001+0000000001"}));
-    scrivi(d / "principi_attivi.tda", prova::righe({prova::principio_tda("000001", "PARACETAMOLO")}));
-    scrivi(d / "notessn.tda", prova::righe({prova::nota_tda("01", "NOTA UNO")}));
-    scrivi(d / "atc.tda", prova::righe({prova::atc_tda("4A01AA01", "FLUORURO DI SODIO")}));
-    scrivi(d / "ditte.tda", prova::righe({prova::ditta_tda("0001", "DITTA UNO")}));
-    scrivi(d / "generici.tda", "generici di prima\r\n");
+    for (const auto& [nome, testo] : prova::banca_dati(farmaci)) scrivi(d / nome, testo);
 }
 
 // The five update files of package `n`.
