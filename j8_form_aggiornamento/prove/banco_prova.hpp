@@ -45,16 +45,8 @@ class vista_registrata : public vista_aggiornamento {
 public:
     std::vector<modello_aggiornamento> ridisegni;
     void ridisegna(const modello_aggiornamento& m) override { ridisegni.push_back(m); }
-
     template <class F>
     bool ha_mostrato(F&& condizione) const { return std::any_of(ridisegni.begin(), ridisegni.end(), condizione); }
-    // Label1's caption at each redraw where it changed.
-    std::vector<std::string> stati_label1() const {
-        std::vector<std::string> esito;
-        for (const auto& m : ridisegni)
-            if (esito.empty() || esito.back() != m.Label1.caption) esito.push_back(m.Label1.caption);
-        return esito;
-    }
 };
 
 // Public, so a test can also build many independent runs (banco_libero).

@@ -38,7 +38,6 @@ TEST(manda_tasto, finestra_cercata_per_titolo_e_testo_del_figlio) {
     const std::vector<caso> casi = {
         {{{"winzip self-extractor", {}}}, "WinZip Self-Extractor", 0, "X", false, 2.5},
         {{{"...WinZip Self-Extractor...", {}}}, "WinZip Self-Extractor", 0, "X", true, 2.5},
-        {{}, "HyperTerminal", 0, "X", false, 2.5},
         {{{"Connessione - HyperTerminal", {"niente di utile"}}}, "HyperTerminal", 0, "X", true, 2.5},
         {{{"Estrattore A", {"nessun esito"}}, {"Estrattore B", {"pronto"}},
           {"Estrattore C", {"gruppo", "2 file(s) unzipped successfully"}}},
