@@ -88,7 +88,7 @@ public:
 
         const std::string uno = farmaco_tda("000000001", "ASPIRINA"), due = farmaco_tda("000000002", "BENAGOL");
         farmaci_senza_doppi = righe({uno, due});
-        for (const auto& [nome, testo] : banca_dati({uno, uno, due}))
+        for (const auto& [nome, testo] : tabelle_iniziali({uno, uno, due}))
             p.scrivi_file("c:\\farmacia\\tabelle\\" + nome, testo);
 
         p.su_tasti = [this](const std::string& t) { tasti_all_estrattore(t); };

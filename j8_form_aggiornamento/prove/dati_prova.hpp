@@ -60,7 +60,7 @@ inline std::string principio_tda(const std::string& c, const std::string& d) { r
 inline std::string nota_tda(const std::string& c, const std::string& t) { return "000" + nota_faf(c, t); }
 
 // A small database around the given drug lines: every table the run needs.
-inline std::map<std::string, std::string> banca_dati(const std::vector<std::string>& farmaci) {
+inline std::map<std::string, std::string> tabelle_iniziali(const std::vector<std::string>& farmaci) {
     return {{"farmaci.tda", righe(farmaci)},
             {"farmaci_secondario_completo.tda", "000000000001+0000000001\r\n"},
             {"principi_attivi.tda", righe({principio_tda("000001", "ACIDO ACETILSALICILICO")})},

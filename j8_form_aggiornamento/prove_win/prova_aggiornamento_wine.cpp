@@ -51,7 +51,7 @@ void scrivi_banca_dati(const fs::path& d) {
         farmaci.push_back(prova::farmaco_tda(codice, nome, i % 11 == 0 ? "20010101" : "20300101"));
         if (i == 10) farmaci.push_back(farmaci.back());
     }
-    for (const auto& [nome, testo] : prova::banca_dati(farmaci)) scrivi(d / nome, testo);
+    for (const auto& [nome, testo] : prova::tabelle_iniziali(farmaci)) scrivi(d / nome, testo);
 }
 
 // The five update files of package `n`.
