@@ -243,7 +243,7 @@ TEST(guasti_aggiornamento, ripristino_all_avvio_interrotto_o_impossibile_si_ripr
     ASSERT_GT(punto, 0u);
 
     for (std::uint64_t j = 0;; ++j) {
-        SCOPED_TRACE("avvio interrotto all'operazione " + std::to_string(j));
+        SCOPED_TRACE(j ? "avvio interrotto all'operazione " + std::to_string(j) : "avvio con scritture rifiutate");
         corsa c;
         const stato_tabelle prima = c.stato();
         c.p.interrompi_a(punto);
