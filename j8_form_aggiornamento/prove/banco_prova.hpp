@@ -28,21 +28,25 @@ inline std::string nome_pacchetto(int n) {
     return nome;
 }
 
+inline bool contiene(const std::string& testo, const std::string& parte) {
+    return testo.find(parte) != std::string::npos;
+}
+
+// A file of the tables folder: bytes and attributes.
+struct stato_file {
+    std::string contenuto;
+    std::uint32_t attributi;
+    bool operator==(const stato_file&) const = default;
+};
+using stato_tabelle = std::map<std::string, stato_file>;
+
 // Keeps a copy of the model at every redraw.
 class vista_registrata : public vista_aggiornamento {
 public:
     std::vector<modello_aggiornamento> ridisegni;
     void ridisegna(const modello_aggiornamento& m) override { ridisegni.push_back(m); }
-
     template <class F>
     bool ha_mostrato(F&& condizione) const { return std::any_of(ridisegni.begin(), ridisegni.end(), condizione); }
-    // Label1's caption at each redraw where it changed.
-    std::vector<std::string> stati_label1() const {
-        std::vector<std::string> esito;
-        for (const auto& m : ridisegni)
-            if (esito.empty() || esito.back() != m.Label1.caption) esito.push_back(m.Label1.caption);
-        return esito;
-    }
 };
 
 // Public, so a test can also build many independent runs (banco_libero).
@@ -84,12 +88,7 @@ public:
 
         const std::string uno = farmaco_tda("000000001", "ASPIRINA"), due = farmaco_tda("000000002", "BENAGOL");
         farmaci_senza_doppi = righe({uno, due});
-        for (const auto& [nome, testo] : std::map<std::string, std::string>{
-                 {"farmaci.tda", righe({uno, uno, due})},
-                 {"farmaci_secondario_completo.tda", "vecchio secondario\r\n"},
-                 {"principi_attivi.tda", righe({principio_tda("000001", "ACIDO ACETILSALICILICO")})},
-                 {"notessn.tda", righe({nota_tda("01", "NOTA")})}, {"atc.tda", righe({atc_tda("4A01AA01", "FLUORURO")})},
-                 {"ditte.tda", righe({ditta_tda("0001", "DITTA")})}, {"generici.tda", "generici vecchi\r\n"}})
+        for (const auto& [nome, testo] : tabelle_iniziali({uno, uno, due}))
             p.scrivi_file("c:\\farmacia\\tabelle\\" + nome, testo);
 
         p.su_tasti = [this](const std::string& t) { tasti_all_estrattore(t); };
@@ -130,12 +129,15 @@ public:
         });
     }
 
-    std::map<std::string, std::string> istantanea_tabelle() {
-        std::map<std::string, std::string> esito;
-        for (const auto& nome : p.elenca_file("c:\\farmacia\\tabelle", "*.*"))
-            esito[minuscolo(nome)] = p.leggi_file("c:\\farmacia\\tabelle\\" + nome);
-        return esito;
+    stato_tabelle stato() {
+        stato_tabelle s;
+        for (const auto& nome : p.elenca_file("c:\\farmacia\\tabelle", "*.*")) {
+            const std::string percorso = "c:\\farmacia\\tabelle\\" + nome;
+            s[minuscolo(nome)] = {p.leggi_file(percorso), p.attributi(percorso)};
+        }
+        return s;
     }
+    bool impostazioni_intatte() { return p.leggi_file(file_bbs) == impostazioni_bbs_iniziali; }
 
     std::string valore_aggiornamento() {
         return valore_impostazione(leggi_impostazioni(p, file_bbs, 1.0f), "aggiornamento").value_or("<assente>");
