@@ -1,10 +1,21 @@
 // Settings files on the scripted disk: a file written by another program
-// read back, the rewrite of one key, new files.
+// read back, the rewrite of one key, new files; every file start-up cannot
+// use, with the whole message the user reads; the j8_impostazioni tool on
+// real files.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <set>
+#include <sstream>
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 #include "j8_modulo_aggiornamento/cifrario.hpp"
 #include "j8_modulo_aggiornamento/impostazioni.hpp"
@@ -13,9 +24,11 @@
 namespace j8 {
 namespace {
 
+using righe_file = std::vector<std::string>;
+
 // Splits at CR LF, the ending of every line this system writes.
-std::vector<std::string> righe_di(const std::string& testo) {
-    std::vector<std::string> righe;
+righe_file righe_di(const std::string& testo) {
+    righe_file righe;
     std::size_t inizio = 0, fine;
     while ((fine = testo.find("\r\n", inizio)) != std::string::npos) {
         righe.push_back(testo.substr(inizio, fine - inizio));
@@ -23,6 +36,12 @@ std::vector<std::string> righe_di(const std::string& testo) {
     }
     if (inizio < testo.size()) righe.push_back(testo.substr(inizio));
     return righe;
+}
+
+std::string unisci(const righe_file& righe) {
+    std::string testo;
+    for (const auto& r : righe) testo += r + "\r\n";
+    return testo;
 }
 
 // Header with seeds 40..51 at the key's fixed positions, and data lines
@@ -86,7 +105,6 @@ TEST_F(impostazioni, legge_un_file_scritto_da_un_altro_programma) {
     EXPECT_EQ(righe[1].chiave, "lingua bbs");
     EXPECT_EQ(righe[2].chiave, "lingua bbs ");
     EXPECT_EQ(righe[3].valore, " 0612345678 ");
-    EXPECT_EQ(righe[5].chiave, "userid bbs");
     EXPECT_EQ(righe[5].valore, "cliente=\xe0");
     EXPECT_EQ(righe[12].testo, "AGGIORNAMENTO=j8000123");
     EXPECT_EQ(valore_impostazione(righe, "aggiornamento"), "j8000123");  // later line wins
@@ -111,7 +129,6 @@ TEST_F(impostazioni, riscrittura_cambia_solo_la_riga_della_chiave) {
     EXPECT_EQ(passi, (std::vector<std::string>{"leggi_file " + percorso, "scrivi_file " + provvisorio,
                                                "leggi_file " + provvisorio, "scrivi_file " + percorso,
                                                "cancella_file " + provvisorio}));
-    EXPECT_FALSE(p.esiste_file(provvisorio));
 
     const std::string nuovo = p.leggi_file(percorso);
     auto prima = righe_di(originale), dopo = righe_di(nuovo);
@@ -137,8 +154,7 @@ TEST_F(impostazioni, riscrittura_aggiunge_solo_se_richiesto_e_copia_l_intestazio
     riscrivi("0", false, "lingua bbs");
     EXPECT_EQ(p.leggi_file(percorso), intestazione + dati_noti[0] + "\r\n" + cifra_riga("Lingua Bbs=0", 2) + "\r\n");
     EXPECT_EQ(riscrivi("zeta", true, "Password BBS"), 1);
-    ASSERT_EQ(leggi().size(), 3u);
-    EXPECT_EQ(leggi()[2].testo, "Password BBS=zeta");
+    EXPECT_EQ(leggi().at(2).testo, "Password BBS=zeta");
 
     // Only a header whose last line has no ending: one is added first.
     intestazione = intestazione_nota();
@@ -201,11 +217,7 @@ TEST_F(impostazioni, riscrittura_fallita_lascia_il_file_com_era) {
 TEST_F(impostazioni, file_creato_si_rilegge) {
     const std::vector<std::string> chiare{"aggiornamento=j8000001", "riga= \xe8\b~"};
     const std::string creato = componi_impostazioni(percorso, chiare, 40000.25f);
-    EXPECT_EQ(creato, componi_impostazioni(percorso, chiare, 40000.25f));  // repeatable
-    EXPECT_NE(creato, componi_impostazioni(percorso, chiare, 40001.25f));
-    auto righe = righe_di(creato);
-    ASSERT_EQ(righe.size(), 32u);
-    for (int i = 0; i < 30; ++i) EXPECT_GE(righe[i].size(), i < 12 ? 1000u : 20u) << i;
+    EXPECT_NE(creato, componi_impostazioni(percorso, chiare, 40001.25f));  // seeds from the clock
     p.crea_file(percorso, creato);
     EXPECT_EQ(leggi()[1].testo, "riga= \xe8\x1f~");  // backspace comes back as 31
     // The line of the new file that cannot be written.
@@ -219,6 +231,177 @@ TEST_F(impostazioni, file_creato_si_rilegge) {
         }
     }
 }
+
+TEST(impostazioni_rovinate, messaggio_di_avvio_per_ogni_file_che_non_si_puo_usare) {
+    const std::string cartella = "C:\\j8bbs", file = "C:\\j8bbs\\j8_bbs_config.txt";
+    const std::string pippo = "c:\\pippo\\j8_bbs_config.txt";
+    const std::string danneggiato = "Il file delle impostazioni " + file + " \xE8 danneggiato alla riga ";
+    const std::string nuova_copia =
+        ".\r\nChiedere al fornitore del programma una nuova copia del file e metterla al posto di questa.";
+    const std::string fine = "\r\n\r\nIl programma viene chiuso senza modificare nulla.";
+    const std::vector<std::string_view> chiavi_bbs(std::begin(chiavi_configurazione_bbs),
+                                                   std::end(chiavi_configurazione_bbs));
+    const std::string buono = componi_impostazioni(
+        file, {"aggiornamento=j8000007", "userid bbs=farmacia", "password bbs=zeta", "x=1"}, 100.0f);
+    const std::string senza_uguale = cifra_riga("userid bbs farmacia", 2);
+    const std::string estraneo = componi_impostazioni(file, {"colore=blu", "finestra=grande"}, 5.0f);
+    const std::string tutte = "aggiornamento=j8000007|userid bbs=farmacia|password bbs=zeta|x=1";
+    const std::string forse = " un'impostazione nota. Forse \xE8 cifrato con un'altra chiave o non \xE8 un file "
+                              "di impostazioni di j8_bbs" + nuova_copia;
+
+    struct caso {
+        const char* nome;
+        std::function<void(righe_file&)> rovina;  // on the good file's lines
+        std::string messaggio;  // the whole text; empty: read
+        std::string letti;      // the data lines read, joined by "|"
+        std::string dove = "C:\\j8bbs\\j8_bbs_config.txt";
+        bool nessuna_chiave = false;  // read without known keys (j8_config.txt)
+    };
+    const std::vector<caso> casi = {
+        {"buono", [](righe_file&) {}, "", tutte},
+        {"mancante nei due posti", nullptr,
+         "Il file delle impostazioni j8_bbs_config.txt non \xE8 stato trovato n\xE9 nella cartella "
+         "C:\\j8bbs\\ n\xE9 in c:\\pippo\\.\r\nCopiare il file in una delle due cartelle (chiedere al "
+         "fornitore del programma una nuova copia se non c'\xE8 pi\xF9).", "", pippo},
+        {"illeggibile", [](righe_file&) {},
+         "Impossibile leggere il file delle impostazioni " + file + " (accesso negato).\r\nVerificare che il "
+         "file esista, che la sua cartella sia accessibile e che nessun altro programma lo tenga aperto.", ""},
+        {"corto, solo in pippo", [](righe_file& r) { r.resize(17); },
+         "Il file delle impostazioni " + pippo + " \xE8 danneggiato alla riga 18: il file finisce dopo 17 "
+         "righe, l'intestazione ne richiede 30" + nuova_copia, "", pippo},
+        {"una riga", [](righe_file& r) { r.resize(1); },
+         danneggiato + "2: il file finisce dopo 1 riga, l'intestazione ne richiede 30" + nuova_copia, ""},
+        {"vuoto", [](righe_file& r) { r.clear(); }, danneggiato + "1: il file \xE8 vuoto" + nuova_copia, ""},
+        {"seme all'ultimo carattere", [](righe_file& r) { r[8].resize(250); }, "", tutte},
+        {"seme appena oltre", [](righe_file& r) { r[8].resize(249); },
+         danneggiato + "9: riga di intestazione di 249 caratteri, troppo corta: la chiave richiede il "
+         "carattere in posizione 250" + nuova_copia, ""},
+        {"seme nullo", [](righe_file& r) { r[6][4] = '\0'; },
+         danneggiato + "7: intestazione danneggiata: il carattere in posizione 5 \xE8 nullo (codice 0)" +
+             nuova_copia, ""},
+        {"riga senza uguale", [&](righe_file& r) { r[31] = senza_uguale; },
+         danneggiato + "32: la riga, decifrata, non contiene il segno \"=\" (riga 2 dei dati)" + nuova_copia,
+         "aggiornamento=j8000007"},
+        {"riga vuota", [](righe_file& r) { r.insert(r.begin() + 32, ""); },
+         danneggiato + "33: riga vuota (riga 3 dei dati): ogni riga dopo l'intestazione deve contenere "
+         "un'impostazione \"chiave=valore\"" + nuova_copia, "aggiornamento=j8000007|userid bbs=farmacia"},
+        {"estraneo", [&](righe_file& r) { r = righe_di(estraneo); },
+         "Il file " + file + " non contiene impostazioni leggibili: nessuna delle 2 righe di dati contiene" +
+             forse, "colore=blu|finestra=grande"},
+        {"estraneo di una riga", [&](righe_file& r) { r = righe_di(estraneo); r.pop_back(); },
+         "Il file " + file + " non contiene impostazioni leggibili: l'unica riga di dati non contiene" + forse,
+         "colore=blu"},
+        {"estraneo senza chiavi da cercare", [&](righe_file& r) { r = righe_di(estraneo); }, "",
+         "colore=blu|finestra=grande", file, true},
+        {"solo intestazione", [](righe_file& r) { r.resize(30); }, "", ""},
+    };
+    for (const caso& c : casi) {
+        SCOPED_TRACE(c.nome);
+        piattaforma_copione p;
+        p.imposta_direttorio_programma(cartella);
+        p.cambia_direttorio(cartella);
+        p.crea_cartelle("c:\\pippo");
+        righe_file righe = righe_di(buono);
+        if (c.rovina) {
+            c.rovina(righe);
+            p.crea_file(c.dove, unisci(righe));
+        }
+        if (std::string(c.nome) == "illeggibile")
+            p.regola_guasto = [](const piattaforma_copione::operazione_file&) {
+                return std::optional<std::string>("accesso negato");
+            };
+        std::string letti;
+        auto a = carica_impostazioni(p, file_configurazione_bbs,
+                                     c.nessuna_chiave ? std::vector<std::string_view>{} : chiavi_bbs,
+                                     [&](const riga_impostazione& r) {
+                                         letti += (letti.empty() ? "" : "|") + r.testo;
+                                         return true;
+                                     });
+        EXPECT_EQ(a.messaggio, c.messaggio.empty() ? "" : c.messaggio + fine);
+        EXPECT_EQ(a.esito, c.messaggio.empty() ? apertura_impostazioni::stato::lette
+                           : c.rovina         ? apertura_impostazioni::stato::illeggibili
+                                              : apertura_impostazioni::stato::mancanti);
+        EXPECT_EQ(letti, c.letti);
+        EXPECT_EQ(a.posizione.percorso, c.dove);
+        EXPECT_EQ(a.posizione.direttorio, c.dove.substr(0, c.dove.rfind('\\') + 1));
+    }
+
+    // The folder is named with one separator however it is given.
+    piattaforma_copione p;
+    p.crea_file("d:\\j8_bbs_config.txt");
+    EXPECT_EQ(cerca_impostazioni(p, "d:\\", file_configurazione_bbs).percorso, "d:\\j8_bbs_config.txt");
+    EXPECT_EQ(spiega_impostazioni_mancanti("j8_config.txt", "D:\\prog"),
+              spiega_impostazioni_mancanti("j8_config.txt", "D:\\prog\\"));
+}
+
+#ifdef J8_STRUMENTO_IMPOSTAZIONI
+
+// The tool on real files: exit status, what it prints, files left alone.
+TEST(strumento_impostazioni, legge_imposta_e_rifiuta_senza_toccare_nulla) {
+    const auto cartella = std::filesystem::temp_directory_path() / ("j8_strumento_" + std::to_string(::getpid()));
+    std::filesystem::create_directories(cartella);
+    const auto percorso = [&](const std::string& nome) { return (cartella / nome).string(); };
+    const auto leggi = [&](const std::string& nome) {
+        std::ostringstream s;
+        s << std::ifstream(percorso(nome), std::ios::binary).rdbuf();
+        return s.str();
+    };
+    std::string uscita, errori;
+    const auto esegui = [&](const std::vector<std::string>& argomenti, const std::string& ingresso = "") {
+        std::ofstream(percorso("ingresso"), std::ios::binary) << ingresso;
+        std::string comando = "'" J8_STRUMENTO_IMPOSTAZIONI "'";
+        for (const auto& a : argomenti) comando += " '" + a + "'";
+        const int stato = std::system((comando + " >'" + percorso("uscita") + "' 2>'" + percorso("errori") +
+                                       "' <'" + percorso("ingresso") + "'").c_str());
+        uscita = leggi("uscita");
+        errori = leggi("errori");
+        return WIFEXITED(stato) ? WEXITSTATUS(stato) : -1;
+    };
+
+    // The module's message, one line per line, in UTF-8; nothing on stdout.
+    EXPECT_EQ(esegui({"leggi", percorso("manca.txt")}), 2);
+    EXPECT_THAT(errori, ::testing::StartsWith("j8_impostazioni: Impossibile leggere il file delle impostazioni " +
+                                              percorso("manca.txt") + " (file non trovato).\nVerificare"));
+    std::ofstream(percorso("vuoto.txt"));
+    EXPECT_EQ(esegui({"leggi", percorso("vuoto.txt")}), 2);
+    EXPECT_THAT(errori, ::testing::HasSubstr(" \xC3\xA8 danneggiato alla riga 1: il file \xC3\xA8 vuoto.\nChiedere"));
+    const std::string estraneo = percorso("estraneo.txt");
+    std::ofstream(estraneo, std::ios::binary) << componi_impostazioni("x", {"colore=blu"}, 9.0f);
+    const std::string prima = leggi("estraneo.txt");
+    for (auto argomenti : {std::vector<std::string>{"leggi", estraneo},
+                           std::vector<std::string>{"imposta", estraneo, "aggiornamento", "j8000004"}}) {
+        EXPECT_EQ(esegui(argomenti), 2) << argomenti[0];
+        EXPECT_THAT(errori, ::testing::HasSubstr("non contiene impostazioni leggibili")) << argomenti[0];
+        EXPECT_EQ(uscita, "");
+    }
+    EXPECT_EQ(leggi("estraneo.txt"), prima);
+
+    const std::string buono = percorso("buono.txt");
+    for (const char* secondi : {"86400", "5x", "", "-1"}) {
+        EXPECT_EQ(esegui({"crea", buono, "--orologio", secondi}, "aggiornamento=j8000003\n"), 2) << secondi;
+        EXPECT_FALSE(std::filesystem::exists(buono)) << secondi;
+    }
+    // Today's clock; the tables' settings file is not foreign either.
+    EXPECT_EQ(esegui({"crea", percorso("ora.txt")}, "direttorio tabelle=c:\\t\\\n"), 0);
+    EXPECT_EQ(esegui({"leggi", percorso("ora.txt")}), 0);
+    EXPECT_EQ(esegui({"crea", buono, "--orologio", "5"}, "aggiornamento=j8000003\r\nPassword BBS=z=et a\n"), 0);
+    EXPECT_EQ(esegui({"imposta", buono, "aggiornamento", "j80\t0004"}), 2);
+    EXPECT_EQ(errori,
+              "j8_impostazioni: la riga \"chiave=valore\" contiene un carattere di controllo (codice 9 in "
+              "posizione 18) che la cifratura non ammette; il file non \xC3\xA8 stato modificato\n");
+    EXPECT_EQ(esegui({"imposta", buono, "a=b", "x"}), 2);  // would be read as key "a"
+    EXPECT_EQ(esegui({"leggi", buono}), 0);
+    // The password only when asked for by name, never its length.
+    EXPECT_EQ(uscita, "aggiornamento=j8000003\nPassword BBS=********\n");
+    EXPECT_EQ(esegui({"imposta", buono, "aggiornamento", "j8000004"}), 0);
+    EXPECT_EQ(esegui({"leggi", buono, "--mostra-password"}), 0);
+    EXPECT_EQ(uscita, "aggiornamento=j8000004\nPassword BBS=z=et a\n");
+    EXPECT_EQ(esegui({"leggi", buono, "--mostra"}), 2);
+    EXPECT_EQ(uscita, "");
+    std::filesystem::remove_all(cartella);
+}
+
+#endif  // J8_STRUMENTO_IMPOSTAZIONI
 
 }  // namespace
 }  // namespace j8

@@ -5,71 +5,43 @@
 namespace j8 {
 namespace {
 
-evento_tasto car(char c, bool sh = false, bool ctrl = false, bool alt = false) {
+// A character (or, with `virtuale`, a named key) and its modifiers: "+"
+// Shift, "^" Ctrl, "%" Alt.
+evento_tasto car(char c, std::string_view mod = "", std::uint16_t virtuale = 0) {
     evento_tasto e;
     e.carattere = c;
-    e.maiuscolo = sh;
-    e.controllo = ctrl;
-    e.alt = alt;
+    e.virtuale = virtuale;
+    e.maiuscolo = mod.find('+') != mod.npos;
+    e.controllo = mod.find('^') != mod.npos;
+    e.alt = mod.find('%') != mod.npos;
     return e;
 }
 
-evento_tasto chiave(std::uint16_t v, bool sh = false, bool ctrl = false, bool alt = false) {
-    evento_tasto e;
-    e.virtuale = v;
-    e.maiuscolo = sh;
-    e.controllo = ctrl;
-    e.alt = alt;
-    return e;
-}
+evento_tasto chiave(std::uint16_t v, std::string_view mod = "") { return car(0, mod, v); }
 
 using lista = std::vector<evento_tasto>;
 
-TEST(analizza_tasti, caratteri_semplici_anche_speciali_della_tastiera_italiana) {
-    EXPECT_EQ(analizza_tasti("a@#[]\xe8"),
-              (lista{car('a'), car('@'), car('#'), car('['), car(']'), car('\xe8')}));
-    EXPECT_EQ(analizza_tasti("c:\\j8\\*.*"),
-              (lista{car('c'), car(':'), car('\\'), car('j'), car('8'), car('\\'), car('*'),
-                     car('.'), car('*')}));
-    EXPECT_TRUE(analizza_tasti("").empty());
-}
-
-TEST(analizza_tasti, tasti_con_nome_senza_riguardo_alle_maiuscole) {
-    EXPECT_EQ(analizza_tasti("{enter}{TAB}{Bs}{backspace}{bksp}{esc}{end}{home}{del}{left}{f1}{F12}"),
-              (lista{chiave(vk::enter), chiave(vk::tab), chiave(vk::bs), chiave(vk::bs),
-                     chiave(vk::bs), chiave(vk::esc), chiave(vk::end), chiave(vk::home),
-                     chiave(vk::del), chiave(vk::left), chiave(vk::f1), chiave(0x7B)}));
-    EXPECT_EQ(analizza_tasti("~"), lista{chiave(vk::enter)});
-}
-
-TEST(analizza_tasti, modificatori_per_un_tasto_solo) {
-    EXPECT_EQ(analizza_tasti("%ms"), (lista{car('m', false, false, true), car('s')}));
-    EXPECT_EQ(analizza_tasti("+{end}x"), (lista{chiave(vk::end, true), car('x')}));
-    EXPECT_EQ(analizza_tasti("^+%{f4}"), lista{chiave(vk::f1 + 3, true, true, true)});
-    EXPECT_EQ(analizza_tasti("%~"), lista{chiave(vk::enter, false, false, true)});
-}
-
-TEST(analizza_tasti, modificatori_su_un_gruppo_anche_annidato) {
-    EXPECT_EQ(analizza_tasti("+(ab)c"),
-              (lista{car('a', true), car('b', true), car('c')}));
-    EXPECT_EQ(analizza_tasti("^(a%(b)c)d"),
-              (lista{car('a', false, true), car('b', false, true, true),
-                     car('c', false, true), car('d')}));
-    EXPECT_EQ(analizza_tasti("(xy)"), (lista{car('x'), car('y')}));
-}
-
-TEST(analizza_tasti, ripetizioni) {
-    EXPECT_EQ(analizza_tasti("{bs 3}Z"),
-              (lista{chiave(vk::bs), chiave(vk::bs), chiave(vk::bs), car('Z')}));
-    EXPECT_EQ(analizza_tasti("+{LEFT 2}"), (lista{chiave(vk::left, true), chiave(vk::left, true)}));
-    EXPECT_EQ(analizza_tasti("{x 2}{} 2}"), (lista{car('x'), car('x'), car('}'), car('}')}));
-    EXPECT_TRUE(analizza_tasti("{enter 0}").empty());
-}
-
-TEST(analizza_tasti, caratteri_speciali_tra_graffe_sono_letterali) {
-    EXPECT_EQ(analizza_tasti("{+}{%}{^}{~}{(}{)}{{}{}}"),
-              (lista{car('+'), car('%'), car('^'), car('~'), car('('), car(')'), car('{'),
-                     car('}')}));
+TEST(analizza_tasti, caratteri_tasti_con_nome_modificatori_e_ripetizioni) {
+    const std::pair<std::string, lista> casi[] = {
+        {"a@#[]\xe8\\", {car('a'), car('@'), car('#'), car('['), car(']'), car('\xe8'), car('\\')}},
+        {"", {}},
+        // Names in any case.
+        {"{enter}{TAB}{Bs}{backspace}{bksp}{esc}{end}{home}{del}{left}{f1}{F12}~",
+         {chiave(vk::enter), chiave(vk::tab), chiave(vk::bs), chiave(vk::bs), chiave(vk::bs), chiave(vk::esc),
+          chiave(vk::end), chiave(vk::home), chiave(vk::del), chiave(vk::left), chiave(vk::f1), chiave(0x7B),
+          chiave(vk::enter)}},
+        // A modifier holds for one key, or for a group, nested too.
+        {"%ms+{end}x", {car('m', "%"), car('s'), chiave(vk::end, "+"), car('x')}},
+        {"^+%{f4}%~", {chiave(vk::f1 + 3, "+^%"), chiave(vk::enter, "%")}},
+        {"+(ab)c(xy)", {car('a', "+"), car('b', "+"), car('c'), car('x'), car('y')}},
+        {"^(a%(b)c)d", {car('a', "^"), car('b', "^%"), car('c', "^"), car('d')}},
+        {"{bs 3}Z+{LEFT 2}",
+         {chiave(vk::bs), chiave(vk::bs), chiave(vk::bs), car('Z'), chiave(vk::left, "+"), chiave(vk::left, "+")}},
+        {"{x 2}{} 2}{enter 0}", {car('x'), car('x'), car('}'), car('}')}},
+        // Special characters between braces are literal.
+        {"{+}{%}{^}{~}{(}{)}{{}{}}", {car('+'), car('%'), car('^'), car('~'), car('('), car(')'), car('{'), car('}')}},
+    };
+    for (const auto& [tasti, attesi] : casi) EXPECT_EQ(analizza_tasti(tasti), attesi) << tasti;
     // A user's text comes back character for character, whatever it holds.
     for (const std::string testo : {"K+p%9(x)~^{a}", "}{)(", "a[b]c", "c:\\x y\xe8", ""}) {
         lista attesi;
