@@ -1,5 +1,6 @@
 // Waiting for a prompt on the copied screen and for a ZMODEM transfer
-// window, on the stand-in's virtual clock.
+// window, on the stand-in's virtual clock; the screen's trailing line ends
+// and the hidden password.
 
 #include <optional>
 #include <tuple>
@@ -11,27 +12,26 @@ namespace {
 
 class attese : public banco_sessione {
 protected:
+    // A fresh world with the terminal running.
     void SetUp() override {
         prepara(scenario_base());
         form->limite_risposta = 100;
         form->limite_zmodem = 180;
-        form->id_terminale = id_hyperterminal;
+        form->id_terminale = p->avvia_programma(percorso_terminale);
         form->tasti_copia = "%m{enter}{end}";
     }
     // The screen reads `prima` until `quando` seconds from now, then `dopo`.
     void schermo(std::string prima, double quando = 1e9, std::string dopo = "") {
-        const double da = p->trascorsi();
-        p->schermo_copione = [=](double t) { return t - da < quando ? prima : dopo; };
+        const double da = trascorsi();
+        p->fonte_appunti = [=, this] { return trascorsi() - da < quando ? prima : dopo; };
     }
     // A window with this title is open between `da` and `a` seconds from now.
-    void finestre(std::vector<std::tuple<std::string, double, double>> elenco) {
-        const double ora = p->trascorsi();
-        p->altre_finestre = [=](double t) {
-            std::vector<std::string> v;
-            for (const auto& [titolo, da, a] : elenco)
-                if (t - ora >= da && t - ora < a) v.push_back(titolo);
-            return v;
-        };
+    void finestre(const std::vector<std::tuple<std::string, double, double>>& elenco) {
+        for (const auto& [titolo, da, a] : elenco)
+            p->dopo(da, [this, t = titolo, durata = a - da] {
+                const maniglia h = p->apri_finestra(t);
+                p->dopo(durata, [this, h] { p->chiudi_finestra(h); });
+            });
     }
 };
 
@@ -72,11 +72,12 @@ TEST_F(attese, risposta_per_ogni_schermo) {
     };
     for (const caso& c : casi) {
         SCOPED_TRACE(c.prima + " -> " + c.atteso);
+        SetUp();
         schermo(c.prima, c.quando, c.dopo);
-        const double inizio = p->trascorsi();
+        const double inizio = trascorsi();
         EXPECT_EQ(form->risposta("x", c.atteso, c.alternativo, c.ritardo), c.risultato);
-        EXPECT_GE(p->trascorsi() - inizio, c.da);
-        EXPECT_LT(p->trascorsi() - inizio, c.a);
+        EXPECT_GE(trascorsi() - inizio, c.da);
+        EXPECT_LT(trascorsi() - inizio, c.a);
         EXPECT_EQ(form->in_ritardo, c.da > 100);
     }
     EXPECT_EQ(form->schermo, password);
@@ -88,15 +89,15 @@ TEST_F(attese, risposta_per_ogni_schermo) {
 TEST_F(attese, ogni_giro_seleziona_e_copia_lo_schermo_del_terminale) {
     schermo("", 3, password);
     EXPECT_EQ(form->risposta("cliente{enter}", password), 1);
-    EXPECT_EQ(p->tasti, (std::vector<std::string>{"cliente{enter}", "%ms", "%m{enter}{end}", "%ms",
+    EXPECT_EQ(p->tasti_mandati(), (std::vector<std::string>{"cliente{enter}", "%ms", "%m{enter}{end}", "%ms",
                                                     "%m{enter}{end}", "%ms", "%m{enter}{end}"}));
-    // One activation per round, and one more before every string typed.
-    EXPECT_EQ(p->attivazioni, 4 + 7);
+    // The terminal brought in front for the string typed and for each round.
+    EXPECT_EQ(p->voci(piattaforma_copione::tipo::attiva_task).size(), 4u);
     form->attesa(3);
     // The clock is read in single precision, as the old runtime's timer.
-    EXPECT_GE(p->trascorsi(), 5.99);
-    EXPECT_LT(p->trascorsi(), 6.1);
-    EXPECT_EQ(p->tasti.size(), 7u);
+    EXPECT_GE(trascorsi(), 5.99);
+    EXPECT_LT(trascorsi(), 6.1);
+    EXPECT_EQ(p->tasti_mandati().size(), 7u);
 }
 
 TEST_F(attese, zmodem_per_ogni_finestra) {
@@ -116,22 +117,37 @@ TEST_F(attese, zmodem_per_ogni_finestra) {
     };
     for (const caso& c : casi) {
         SCOPED_TRACE(std::get<0>(c.finestre[0]));
+        SetUp();
         finestre(c.finestre);
-        const double inizio = p->trascorsi();
+        const double inizio = trascorsi();
         EXPECT_EQ(form->gestione_zmodem(), c.riuscita);
         EXPECT_EQ(form->zmodem_iniziato, c.iniziato);
         EXPECT_EQ(form->zmodem_finito, c.riuscita);
         EXPECT_FALSE(form->modello.Timer2.abilitato);
-        EXPECT_GE(p->trascorsi() - inizio, c.da);
-        EXPECT_LT(p->trascorsi() - inizio, c.a);
+        EXPECT_GE(trascorsi() - inizio, c.da);
+        EXPECT_LT(trascorsi() - inizio, c.a);
     }
     // A wait for a prompt after a transfer waits for its window to close.
+    SetUp();
     finestre({{"Zmodem", 1, 25}});
     schermo("(P)=precedente, o (N)=prossimo?");
-    const double inizio = p->trascorsi();
+    const double inizio = trascorsi();
     EXPECT_EQ(form->risposta("Z{enter}", "(P)=precedente, o (N)=prossimo?", std::nullopt, std::nullopt, true), 1);
-    EXPECT_GE(p->trascorsi() - inizio, 26);
-    EXPECT_LT(p->trascorsi() - inizio, 27);
+    EXPECT_GE(trascorsi() - inizio, 26);
+    EXPECT_LT(trascorsi() - inizio, 27);
+}
+
+TEST(testi_sessione, coppie_cr_lf_finali_e_password_nascosta) {
+    EXPECT_EQ(form_collegamento::pulisci_finale("menu:\r\n\r\n\r\n"), "menu:");
+    EXPECT_EQ(form_collegamento::pulisci_finale("a\r\nb\r\n"), "a\r\nb");
+    EXPECT_EQ(form_collegamento::pulisci_finale("\r\n\r\n"), "");
+    // A lone CR or LF stops the removal.
+    EXPECT_EQ(form_collegamento::pulisci_finale("menu:\r\n\r"), "menu:\r\n\r");
+    EXPECT_EQ(form_collegamento::pulisci_finale("menu:\n\r\n"), "menu:\n");
+    // Always 8 asterisks, even when the mask itself holds the password.
+    EXPECT_EQ(nascondi_password("a zeta, zetazeta.", " zeta "), "a ********, ****************.");
+    EXPECT_EQ(nascondi_password("x**y", "*"), "x****************y");
+    EXPECT_EQ(nascondi_password("a  b", "  "), "a  b");  // a blank password hides nothing
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
     // The update form is loaded hidden only once the settings are in.
     std::string utente_al_caricamento;
     aggiornamento.al_caricamento = [&] { utente_al_caricamento = this->form->modello.utente; };
-    copione.cambia_direttorio("c:\\bbs");
+    p->cambia_direttorio("c:\\bbs");
     carica({"Aggiornamento=j8000007", "direttorio a bbs=d:\\fuori", "direttorio da bbs=d:\\in\\",
             "direttorio archivio aggiornamenti=d:\\archivio\\", "telefono bbs=0698765432",
             "userid bbs=farmacia", "password bbs= segreta ", "Lingua Bbs=1",
@@ -38,8 +38,8 @@ TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
 
     EXPECT_EQ(form->limite_zmodem, 180);
     EXPECT_EQ(form->limite_risposta, 100);
-    EXPECT_EQ(copione.direttorio_corrente(), copione.direttorio_programma());
-    EXPECT_EQ(valori.direttorio_configurazione, copione.direttorio_programma() + "\\");
+    EXPECT_EQ(p->direttorio_corrente(), p->direttorio_programma());
+    EXPECT_EQ(valori.direttorio_configurazione, p->direttorio_programma() + "\\");
     EXPECT_THAT(aggiornamento.chiamate, ElementsAre("carica_nascosto"));
     EXPECT_EQ(utente_al_caricamento, "farmacia2");
 }
@@ -61,7 +61,6 @@ TEST_F(pulsanti_form, lingua_zero_uno_o_altro) {
 }
 
 TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
-    copione.scrivi_file("c:\\j8\\un_file", "x");
     struct caso {
         std::string deposito, utente, password, messaggio;
     };
@@ -75,14 +74,15 @@ TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
                           caso{"c:\\j8\\DA_BBS", "  ", "zeta", credenziali_ko},
                           caso{"c:\\j8\\DA_BBS", "", "", credenziali_ko}}) {
         SCOPED_TRACE(c.deposito + "|" + c.utente + "|" + c.password);
-        p->messaggi.clear();
-        form->modello.direttorio_deposito = c.deposito;
+        prepara(scenario_base());
+        p->scrivi_file("c:\\j8\\un_file", "x");
+                form->modello.direttorio_deposito = c.deposito;
         form->modello.utente = c.utente;
         form->modello.password = c.password;
-        form->modello.direttorio_hptrm = p->percorso_terminale;
+        form->modello.direttorio_hptrm = percorso_terminale;
         form->Command1_Click();
-        EXPECT_THAT(p->messaggi, ElementsAre(c.messaggio));
-        EXPECT_TRUE(p->avviati.empty());
+        EXPECT_THAT(messaggi(), ElementsAre(c.messaggio));
+        EXPECT_TRUE(p->voci(piattaforma_copione::tipo::avvio).empty());
         EXPECT_FALSE(form->modello.Timer1.abilitato);
     }
     EXPECT_EQ(deposito_ko, "Il direttorio di deposito non \xE8 valido");
@@ -96,14 +96,16 @@ TEST_F(pulsanti_form, avvia_collegamento_avvia_il_terminale_e_timer1_se_parte) {
 
     form->modello.utente = " cliente";
     form->modello.password = "z";
-    form->modello.direttorio_hptrm = p->percorso_terminale;
+    form->modello.direttorio_hptrm = percorso_terminale;
     form->Command1_Click();
-    EXPECT_TRUE(p->messaggi.empty());
-    EXPECT_THAT(p->avviati, ElementsAre(p->percorso_terminale));
-    EXPECT_EQ(form->id_terminale, id_hyperterminal);
+    EXPECT_TRUE(messaggi().empty());
+    const auto avvii = p->voci(piattaforma_copione::tipo::avvio);
+    ASSERT_EQ(avvii.size(), 1u);
+    EXPECT_EQ(avvii[0].testo, percorso_terminale);
+    EXPECT_EQ(form->id_terminale, avvii[0].task);
     EXPECT_TRUE(form->modello.Timer1.abilitato);
     EXPECT_EQ(form->modello.Timer1.intervallo, 6000);
-    EXPECT_TRUE(p->tasti.empty());  // nothing typed before the first tick
+    EXPECT_TRUE(p->tasti_mandati().empty());  // nothing typed before the first tick
 }
 
 TEST_F(pulsanti_form, aggiornamento_crea_l_archivio_aggiunge_le_barre_e_passa_la_mano) {
@@ -111,7 +113,7 @@ TEST_F(pulsanti_form, aggiornamento_crea_l_archivio_aggiunge_le_barre_e_passa_la
     form->modello.t_direttorio_archivio = "c:\\j8\\nuovo_archivio";
     form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
     form->Command2_Click();
-    EXPECT_TRUE(copione.esiste_direttorio("c:\\j8\\nuovo_archivio"));
+    EXPECT_TRUE(p->esiste_direttorio("c:\\j8\\nuovo_archivio"));
     EXPECT_EQ(form->modello.t_direttorio_tabelle, "c:\\tabelle\\");
     EXPECT_EQ(form->modello.t_direttorio_archivio, "c:\\j8\\nuovo_archivio\\");
     EXPECT_EQ(form->modello.direttorio_deposito, "c:\\j8\\DA_BBS\\");
