@@ -24,11 +24,6 @@
 
 namespace j8::prova {
 
-// The session waited far longer than any real one: the test stops it.
-struct sessione_bloccata : std::runtime_error {
-    sessione_bloccata() : std::runtime_error("sessione bloccata") {}
-};
-
 inline const std::string percorso_terminale = "c:\\hyper\\hypertrm.exe";
 
 class terminale_finto {
@@ -88,7 +83,6 @@ private:
             case stato::menu_trasferimento:
                 stato_ = c == 'r' ? stato::ricezione : c == 'v' ? stato::invio : stato::terminale;
                 campo_ = 0;
-                campo_selezionato_ = false;
                 campo_testo_ = c == 'r' ? cartella_ricezione : "";
                 return;
             case stato::menu_file:
@@ -106,10 +100,8 @@ private:
                 } else if (e.virtuale == vk::tab) {
                     ++campo_;
                 } else if (e.virtuale == vk::end && e.maiuscolo && campo_ == 0) {
-                    campo_selezionato_ = true;
+                    campo_testo_.clear();  // selected, then typed over
                 } else if (e.virtuale == 0 && campo_ == 0) {
-                    if (campo_selezionato_) campo_testo_.clear();
-                    campo_selezionato_ = false;
                     campo_testo_ += e.carattere;
                 } else if (invio && stato_ == stato::invio) {
                     stato_ = stato::terminale;
@@ -146,7 +138,6 @@ private:
     bool selezione_ = false;
     bool in_corso_ = false;    // a transfer
     int campo_ = 0;            // field of the dialog that has the focus
-    bool campo_selezionato_ = false;
     std::string campo_testo_;  // text typed in the dialog's first field
 };
 
@@ -192,10 +183,11 @@ protected:
         aggiornamento.chiamate.clear();
         form.emplace(*p, aggiornamento, valori);
         inizio = p->orologio();
-        p->dopo(4 * 3600, [] { throw sessione_bloccata(); });
+        // Far longer than any real session: the test stops it.
+        p->dopo(4 * 3600, [] { throw std::runtime_error("sessione bloccata"); });
         p->crea_cartelle(p->direttorio_programma());
         for (const char* d : {"c:\\j8\\A_BBS", "c:\\j8\\DA_BBS", "c:\\j8\\archivio", "c:\\bbs\\carico",
-                              "c:\\ricevuti", "c:\\pippo"})
+                              "c:\\ricevuti"})
             p->crea_cartelle(d);
         p->crea_file("c:\\bbs\\file\\j8000001.exe", "pacchetto uno");
         p->crea_file("c:\\bbs\\file\\j8000002.exe", "pacchetto due");
@@ -209,14 +201,9 @@ protected:
     }
 
     static std::vector<std::string> impostazioni_standard(int lingua, const std::string& password = "zeta") {
-        return {"aggiornamento=j8000000",
-                "direttorio a bbs=c:\\j8\\A_BBS",
-                "direttorio da bbs=c:\\j8\\DA_BBS\\",
-                "direttorio archivio aggiornamenti=c:\\j8\\archivio\\",
-                "telefono bbs= 0612345678 ",
-                "userid bbs=cliente",
-                "password bbs=" + password,
-                "lingua bbs=" + std::to_string(lingua),
+        return {"aggiornamento=j8000000", "direttorio a bbs=c:\\j8\\A_BBS", "direttorio da bbs=c:\\j8\\DA_BBS\\",
+                "direttorio archivio aggiornamenti=c:\\j8\\archivio\\", "telefono bbs= 0612345678 ",
+                "userid bbs=cliente", "password bbs=" + password, "lingua bbs=" + std::to_string(lingua),
                 "direttorio hyperterminal=" + percorso_terminale};
     }
 
