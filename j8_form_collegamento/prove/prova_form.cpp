@@ -35,7 +35,6 @@ TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
     EXPECT_EQ(m.password, " segreta ");
     EXPECT_TRUE(m.inglese);
     EXPECT_EQ(m.direttorio_hptrm, "d:\\ht\\ht.exe");
-    EXPECT_EQ(m.t_direttorio_tabelle, "c:\\j8\\direttorio_tabelle");  // not a key of this file
 
     EXPECT_EQ(form->limite_zmodem, 180);
     EXPECT_EQ(form->limite_risposta, 100);
@@ -61,7 +60,7 @@ TEST_F(pulsanti_form, lingua_zero_uno_o_altro) {
     }
 }
 
-TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
+TEST_F(pulsanti_form, avvia_collegamento_verifica_e_avvia_il_terminale) {
     struct caso {
         std::string deposito, utente, password, messaggio;
     };
@@ -77,7 +76,7 @@ TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
         SCOPED_TRACE(c.deposito + "|" + c.utente + "|" + c.password);
         prepara(scenario_base());
         p->scrivi_file("c:\\j8\\un_file", "x");
-                form->modello.direttorio_deposito = c.deposito;
+        form->modello.direttorio_deposito = c.deposito;
         form->modello.utente = c.utente;
         form->modello.password = c.password;
         form->modello.direttorio_hptrm = percorso_terminale;
@@ -87,9 +86,9 @@ TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
         EXPECT_FALSE(form->modello.Timer1.abilitato);
     }
     EXPECT_EQ(deposito_ko, "Il direttorio di deposito non \xE8 valido");
-}
 
-TEST_F(pulsanti_form, avvia_collegamento_avvia_il_terminale_e_timer1_se_parte) {
+    // Both checks passed: the terminal is started, and Timer1 if it starts.
+    prepara(scenario_base());
     form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
     form->modello.direttorio_hptrm = "c:\\manca\\hypertrm.exe";
     EXPECT_THROW(form->Command1_Click(), errore_avvio);
