@@ -153,17 +153,6 @@ public:
     void esegui_aggiornamento() override { chiamate.push_back("esegui_aggiornamento"); }
 };
 
-inline scenario scenario_base() {
-    scenario s;
-    s.direttorio_file = "c:\\bbs\\file";
-    s.direttorio_carico = "c:\\bbs\\carico";
-    s.direttorio_ricezione = "c:\\ricevuti";
-    s.secondi_trasferimento = 4;
-    s.posta = {{true, "j8000001.exe", "Aggiornamento banca dati 1"},
-               {true, "j8000002.exe", "Aggiornamento banca dati 2"}};
-    return s;
-}
-
 class banco_sessione : public ::testing::Test {
 protected:
     std::optional<piattaforma_copione> p;
@@ -173,8 +162,17 @@ protected:
     std::optional<form_collegamento> form;
     data_ora inizio = 0;
 
-    // A new world around a scenario: disk, clock, terminal and form.
-    void prepara(scenario s) {
+    // A new world: disk, clock, terminal and form; `ritocco` changes the
+    // BBS, which by default has two new packages in the mailbox.
+    void prepara(const std::function<void(scenario&)>& ritocco = nullptr) {
+        scenario s;
+        s.direttorio_file = "c:\\bbs\\file";
+        s.direttorio_carico = "c:\\bbs\\carico";
+        s.direttorio_ricezione = "c:\\ricevuti";
+        s.secondi_trasferimento = 4;
+        s.posta = {{true, "j8000001.exe", "Aggiornamento banca dati 1"},
+                   {true, "j8000002.exe", "Aggiornamento banca dati 2"}};
+        if (ritocco) ritocco(s);
         form.reset();
         terminale.reset();
         p.emplace();

@@ -10,7 +10,7 @@ using ::testing::ElementsAre;
 
 class pulsanti_form : public banco_sessione {
 protected:
-    void SetUp() override { prepara(scenario_base()); }
+    void SetUp() override { prepara(); }
 };
 
 TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
@@ -74,7 +74,7 @@ TEST_F(pulsanti_form, avvia_collegamento_verifica_e_avvia_il_terminale) {
                           caso{"c:\\j8\\DA_BBS", "  ", "zeta", credenziali_ko},
                           caso{"c:\\j8\\DA_BBS", "", "", credenziali_ko}}) {
         SCOPED_TRACE(c.deposito + "|" + c.utente + "|" + c.password);
-        prepara(scenario_base());
+        prepara();
         p->scrivi_file("c:\\j8\\un_file", "x");
         form->modello.direttorio_deposito = c.deposito;
         form->modello.utente = c.utente;
@@ -88,7 +88,7 @@ TEST_F(pulsanti_form, avvia_collegamento_verifica_e_avvia_il_terminale) {
     EXPECT_EQ(deposito_ko, "Il direttorio di deposito non \xE8 valido");
 
     // Both checks passed: the terminal is started, and Timer1 if it starts.
-    prepara(scenario_base());
+    prepara();
     form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
     form->modello.direttorio_hptrm = "c:\\manca\\hypertrm.exe";
     EXPECT_THROW(form->Command1_Click(), errore_avvio);
@@ -129,7 +129,7 @@ TEST_F(pulsanti_form, impostazioni_mancanti_o_danneggiate_fermano_l_avvio) {
     const std::string buono = componi_impostazioni("prova", impostazioni_standard(0), 1.0f);
     const std::string danneggiato = buono.substr(0, buono.find("\r\n") + 2);
     for (const std::string& contenuto : {std::string(), danneggiato}) {
-        prepara(scenario_base());
+        prepara();
         if (!contenuto.empty()) p->crea_file(dir + "\\j8_bbs_config.txt", contenuto);
         const auto prima = p->tutti_i_file();
         EXPECT_FALSE(form->Form_Load());
