@@ -33,7 +33,10 @@ TEST_F(sessione, senza_file_da_inviare_ricezione_prima_del_modem_e_due_pacchetti
     const std::string log = p->direttorio_programma() + "\\log\\";
     for (int i = 10; i < 45; ++i) p->crea_file(log + "sessione_200001" + std::to_string(i) + "_000000.txt", "vecchia");
     p->crea_file(log + "altro.txt");
+    // Another program's window comes in front mid-session: it gets no key.
+    p->dopo(20, [this] { p->apri_finestra("Altro programma"); });
     sessione_completa(impostazioni_standard(0));
+    for (const auto& v : p->voci(piattaforma_copione::tipo::tasti)) EXPECT_NE(v.titolo, "Altro programma");
     EXPECT_EQ(p->elenca_file(log, "sessione_*.txt").size(), 30u);
     EXPECT_TRUE(p->esiste_file(log + "altro.txt"));
     EXPECT_FALSE(p->esiste_file(log + "sessione_20000115_000000.txt"));
