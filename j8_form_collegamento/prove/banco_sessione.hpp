@@ -183,7 +183,6 @@ protected:
         inizio = p->orologio();
         // Far longer than any real session: the test stops it.
         p->dopo(4 * 3600, [] { throw std::runtime_error("sessione bloccata"); });
-        p->crea_cartelle(p->direttorio_programma());
         for (const char* d : {"c:\\j8\\A_BBS", "c:\\j8\\DA_BBS", "c:\\j8\\archivio", "c:\\bbs\\carico",
                               "c:\\ricevuti"})
             p->crea_cartelle(d);

@@ -1,9 +1,6 @@
-// Whole sessions on the BBS simulation, one test per way they end: handed
-// over to the update (each path, each language, each kind of mailbox), or
-// stopped early; and the password, which no text may show. Then the
-// session's pieces: waiting for a prompt on the copied screen and for a
-// ZMODEM transfer window, on the stand-in's virtual clock; the screen's
-// trailing line ends and the hidden password.
+// Whole sessions on the BBS simulation, one test per way they end (handed
+// over to the update, or stopped early), the password never shown; then
+// the waits for a prompt and for a transfer window, and the text helpers.
 
 #include <tuple>
 
