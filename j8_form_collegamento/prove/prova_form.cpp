@@ -1,4 +1,5 @@
-// The form's load, its two buttons and their checks.
+// The form's load, its two buttons and their checks. Every message of a
+// settings file that cannot be used is checked in the shared module's tests.
 
 #include "j8_form_collegamento/prove/banco_sessione.hpp"
 
@@ -9,14 +10,14 @@ using ::testing::ElementsAre;
 
 class pulsanti_form : public banco_sessione {
 protected:
-    void SetUp() override { prepara(scenario_base()); }
+    void SetUp() override { prepara(); }
 };
 
 TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
     // The update form is loaded hidden only once the settings are in.
     std::string utente_al_caricamento;
     aggiornamento.al_caricamento = [&] { utente_al_caricamento = this->form->modello.utente; };
-    copione.cambia_direttorio("c:\\bbs");
+    p->cambia_direttorio("c:\\bbs");
     carica({"Aggiornamento=j8000007", "direttorio a bbs=d:\\fuori", "direttorio da bbs=d:\\in\\",
             "direttorio archivio aggiornamenti=d:\\archivio\\", "telefono bbs=0698765432",
             "userid bbs=farmacia", "password bbs= segreta ", "Lingua Bbs=1",
@@ -34,12 +35,11 @@ TEST_F(pulsanti_form, il_caricamento_mette_ogni_impostazione_al_suo_posto) {
     EXPECT_EQ(m.password, " segreta ");
     EXPECT_TRUE(m.inglese);
     EXPECT_EQ(m.direttorio_hptrm, "d:\\ht\\ht.exe");
-    EXPECT_EQ(m.t_direttorio_tabelle, "c:\\j8\\direttorio_tabelle");  // not a key of this file
 
     EXPECT_EQ(form->limite_zmodem, 180);
     EXPECT_EQ(form->limite_risposta, 100);
-    EXPECT_EQ(copione.direttorio_corrente(), copione.direttorio_programma());
-    EXPECT_EQ(valori.direttorio_configurazione, copione.direttorio_programma() + "\\");
+    EXPECT_EQ(p->direttorio_corrente(), p->direttorio_programma());
+    EXPECT_EQ(valori.direttorio_configurazione, p->direttorio_programma() + "\\");
     EXPECT_THAT(aggiornamento.chiamate, ElementsAre("carica_nascosto"));
     EXPECT_EQ(utente_al_caricamento, "farmacia2");
 }
@@ -56,12 +56,10 @@ TEST_F(pulsanti_form, lingua_zero_uno_o_altro) {
         form->modello.scegli_inglese();
         carica({"lingua bbs=" + c.valore});
         EXPECT_EQ(form->modello.inglese, c.inglese);
-        EXPECT_NE(form->modello.italiano, form->modello.inglese);
     }
 }
 
-TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
-    copione.scrivi_file("c:\\j8\\un_file", "x");
+TEST_F(pulsanti_form, avvia_collegamento_verifica_e_avvia_il_terminale) {
     struct caso {
         std::string deposito, utente, password, messaggio;
     };
@@ -75,20 +73,21 @@ TEST_F(pulsanti_form, le_due_verifiche_di_avvia_collegamento) {
                           caso{"c:\\j8\\DA_BBS", "  ", "zeta", credenziali_ko},
                           caso{"c:\\j8\\DA_BBS", "", "", credenziali_ko}}) {
         SCOPED_TRACE(c.deposito + "|" + c.utente + "|" + c.password);
-        p->messaggi.clear();
+        prepara();
+        p->scrivi_file("c:\\j8\\un_file", "x");
         form->modello.direttorio_deposito = c.deposito;
         form->modello.utente = c.utente;
         form->modello.password = c.password;
-        form->modello.direttorio_hptrm = p->percorso_terminale;
+        form->modello.direttorio_hptrm = percorso_terminale;
         form->Command1_Click();
-        EXPECT_THAT(p->messaggi, ElementsAre(c.messaggio));
-        EXPECT_TRUE(p->avviati.empty());
+        EXPECT_THAT(messaggi(), ElementsAre(c.messaggio));
+        EXPECT_TRUE(p->voci(piattaforma_copione::tipo::avvio).empty());
         EXPECT_FALSE(form->modello.Timer1.abilitato);
     }
     EXPECT_EQ(deposito_ko, "Il direttorio di deposito non \xE8 valido");
-}
 
-TEST_F(pulsanti_form, avvia_collegamento_avvia_il_terminale_e_timer1_se_parte) {
+    // Both checks passed: the terminal is started, and Timer1 if it starts.
+    prepara();
     form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
     form->modello.direttorio_hptrm = "c:\\manca\\hypertrm.exe";
     EXPECT_THROW(form->Command1_Click(), errore_avvio);
@@ -96,14 +95,16 @@ TEST_F(pulsanti_form, avvia_collegamento_avvia_il_terminale_e_timer1_se_parte) {
 
     form->modello.utente = " cliente";
     form->modello.password = "z";
-    form->modello.direttorio_hptrm = p->percorso_terminale;
+    form->modello.direttorio_hptrm = percorso_terminale;
     form->Command1_Click();
-    EXPECT_TRUE(p->messaggi.empty());
-    EXPECT_THAT(p->avviati, ElementsAre(p->percorso_terminale));
-    EXPECT_EQ(form->id_terminale, id_hyperterminal);
+    EXPECT_TRUE(messaggi().empty());
+    const auto avvii = p->voci(piattaforma_copione::tipo::avvio);
+    ASSERT_EQ(avvii.size(), 1u);
+    EXPECT_EQ(avvii[0].testo, percorso_terminale);
+    EXPECT_EQ(form->id_terminale, avvii[0].task);
     EXPECT_TRUE(form->modello.Timer1.abilitato);
     EXPECT_EQ(form->modello.Timer1.intervallo, 6000);
-    EXPECT_TRUE(p->tasti.empty());  // nothing typed before the first tick
+    EXPECT_TRUE(p->tasti_mandati().empty());  // nothing typed before the first tick
 }
 
 TEST_F(pulsanti_form, aggiornamento_crea_l_archivio_aggiunge_le_barre_e_passa_la_mano) {
@@ -111,13 +112,37 @@ TEST_F(pulsanti_form, aggiornamento_crea_l_archivio_aggiunge_le_barre_e_passa_la
     form->modello.t_direttorio_archivio = "c:\\j8\\nuovo_archivio";
     form->modello.direttorio_deposito = "c:\\j8\\DA_BBS";
     form->Command2_Click();
-    EXPECT_TRUE(copione.esiste_direttorio("c:\\j8\\nuovo_archivio"));
+    EXPECT_TRUE(p->esiste_direttorio("c:\\j8\\nuovo_archivio"));
     EXPECT_EQ(form->modello.t_direttorio_tabelle, "c:\\tabelle\\");
     EXPECT_EQ(form->modello.t_direttorio_archivio, "c:\\j8\\nuovo_archivio\\");
     EXPECT_EQ(form->modello.direttorio_deposito, "c:\\j8\\DA_BBS\\");
     EXPECT_THAT(aggiornamento.chiamate, ElementsAre("mostra", "esegui_aggiornamento"));
     form->Command2_Click();  // a second press adds no second separator
     EXPECT_EQ(form->modello.t_direttorio_archivio, "c:\\j8\\nuovo_archivio\\");
+}
+
+// A settings file missing or damaged: one message, and the program ends
+// before the update form is loaded, the disk as it was.
+TEST_F(pulsanti_form, impostazioni_mancanti_o_danneggiate_fermano_l_avvio) {
+    const std::string dir = p->direttorio_programma();
+    const std::string buono = componi_impostazioni("prova", impostazioni_standard(0), 1.0f);
+    const std::string danneggiato = buono.substr(0, buono.find("\r\n") + 2);
+    for (const std::string& contenuto : {std::string(), danneggiato}) {
+        prepara();
+        if (!contenuto.empty()) p->crea_file(dir + "\\j8_bbs_config.txt", contenuto);
+        const auto prima = p->tutti_i_file();
+        EXPECT_FALSE(form->Form_Load());
+        ASSERT_EQ(messaggi().size(), 1u);
+        EXPECT_THAT(messaggi()[0],
+                    ::testing::StartsWith(contenuto.empty() ? "Il file delle impostazioni j8_bbs_config.txt non \xE8 "
+                                                              "stato trovato n\xE9 nella cartella " + dir +
+                                                                  "\\ n\xE9 in c:\\pippo\\."
+                                                            : "Il file delle impostazioni " + dir +
+                                                                  "\\j8_bbs_config.txt \xE8 danneggiato alla riga 2:"));
+        EXPECT_THAT(messaggi()[0], ::testing::EndsWith("\r\n\r\nIl programma viene chiuso senza modificare nulla."));
+        EXPECT_TRUE(aggiornamento.chiamate.empty());
+        EXPECT_EQ(p->tutti_i_file(), prima);
+    }
 }
 
 }  // namespace
