@@ -38,6 +38,7 @@ TEST_F(banco_prova, caricamento) {
     EXPECT_EQ(valori.direttorio_tabelle, "c:\\farmacia\\tabelle\\");
     EXPECT_EQ(mostrato, "c:\\farmacia\\tabelle\\");
     EXPECT_EQ(form.modello.Label1.caption, "L'esecuzione dell'aggiornamento potr\xE0" " richiedere alcuni minuti");
+    EXPECT_TRUE(form.modello.Label1.grassetto && form.modello.Label2.grassetto);
     EXPECT_FALSE(p.esiste_file(archivio + nome_pacchetto(1)));
     EXPECT_EQ(archiviati().size(), 20u);
     EXPECT_TRUE(p.esiste_file(archivio + "leggimi.txt"));

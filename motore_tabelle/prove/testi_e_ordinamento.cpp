@@ -115,6 +115,11 @@ TEST(ShellSortAny, tabella_farmaci_e_indice_dei_codici_nel_suo_ordine) {
         b.file.file[dir + "farmaci.tda"] = righe(tabella);
         b.file.file[dir + "farmaci.faf"] = "";
         b.motore.carica_tabelle(dir);
+        // The code index in text order, whichever way it was sorted.
+        EXPECT_TRUE(std::is_sorted(b.motore.indice_codici.begin(), b.motore.indice_codici.end(),
+                                   [](const voce_indice& x, const voce_indice& y) {
+                                       return confronta_testi(x.codice_testo(), y.codice_testo()) < 0;
+                                   }));
         b.av.giri = 0;
         b.motore.aggiorna_farmaci(dir, "farmaci.faf");
         // Gaps 1093, 364, 121, 40, 13, 4, 1: the first pass starts at 1094
