@@ -17,10 +17,11 @@ TEST(aggiorna_notessn, primo_codice_sostituito_nuove_in_coda_sempre_000) {
         r.imposta(nota::testo, testo);
         return std::string(r.riga());
     };
-    b.file.file[dir + "notessn.tda"] = righe({nota_("C00", "01", "uno"), nota_("000", "02", "due"),
-                                              nota_("C00", "01", "uno bis")});
+    // "02" full to its end, then replaced by a shorter note.
+    b.file.file[dir + "notessn.tda"] =
+        righe({nota_("C00", "01", "uno"), "00002" + std::string(nota::larghezza - 5, 'D'), nota_("C00", "01", "uno bis")});
     const std::string campi = "01X23nuovo campo 5" + std::string(37, ' ');
-    b.file.file[dir + "notessn.faf"] = righe({campi + "   testo nuovo  ", "09"});
+    b.file.file[dir + "notessn.faf"] = righe({campi + "   testo nuovo  ", "09", "02Z"});
     b.motore.carica_tabelle(dir);
     b.av.valori.clear();
     const conteggio_variazioni conta = b.motore.aggiorna_notessn(dir, "notessn.faf");
@@ -28,13 +29,14 @@ TEST(aggiorna_notessn, primo_codice_sostituito_nuove_in_coda_sempre_000) {
     std::string prima = "000" + campi + "testo nuovo";
     prima.resize(nota::larghezza, ' ');
     EXPECT_EQ(b.scritto("notessn.tda"),
-              (righe_testo{prima, nota_("000", "02", "due"), nota_("000", "01", "uno bis"), nota_("000", "09", "")}));
+              (righe_testo{prima, "00002Z" + std::string(nota::larghezza - 6, ' '), nota_("000", "01", "uno bis"),
+                           nota_("000", "09", "")}));
     EXPECT_EQ(b.motore.tabella_notessn[0][nota::stato], "C00");  // kept in memory
     EXPECT_EQ(b.motore.tabella_notessn[3][nota::stato], "   ");
     EXPECT_EQ(conta.aggiunte, 1);
-    EXPECT_EQ(conta.sostituite, 1);
+    EXPECT_EQ(conta.sostituite, 2);
     EXPECT_EQ(b.av.eventi, (righe_testo{"mostra", "nascondi"}));
-    EXPECT_EQ(b.av.valori, (std::vector<float>{50, 100, 0}));
+    EXPECT_EQ(b.av.valori, (std::vector<float>{100.0f / 3, 200.0f / 3, 100, 0}));
 }
 
 TEST(fusioni_ordinate, tabella_scritta_e_conteggi) {

@@ -78,6 +78,22 @@ TEST(ShellSortAny, righe_uguali_nell_ordine_dell_algoritmo_originale) {
               (std::vector<chiave_e_riga>{{"A", 3}, {"A", 2}, {"A", 1}}));
     EXPECT_EQ(ordine_legacy({{"A", 1}, {"C", 2}, {"B", 3}, {"\x80", 4}}, true),
               (std::vector<chiave_e_riga>{{"\x80", 4}, {"C", 2}, {"B", 3}, {"A", 1}}));
+    // The drug table the same way: the later A first, two C's at the end.
+    banco b;
+    righe_testo tabella;
+    std::vector<chiave_e_riga> nomi;
+    for (const char* nome : {"B", "A", "C", "C", "A"}) {
+        nomi.push_back({nome, static_cast<int>(nomi.size())});
+        tabella.push_back(farmaco_prova{"000", std::to_string(nomi.size()), nome}.riga());
+    }
+    b.file.file[dir + "farmaci.tda"] = righe(tabella);
+    b.file.file[dir + "farmaci.faf"] = "";
+    b.motore.carica_tabelle(dir);
+    b.motore.aggiorna_farmaci(dir, "farmaci.faf");
+    righe_testo attesa;
+    for (const auto& [nome, i] : ordine_legacy(nomi)) attesa.push_back(tabella[static_cast<std::size_t>(i)]);
+    EXPECT_EQ(attesa[0], tabella[4]);
+    EXPECT_EQ(b.scritto("farmaci.tda"), attesa);
 }
 
 TEST(ShellSortAny, tabella_farmaci_e_indice_dei_codici_nel_suo_ordine) {
