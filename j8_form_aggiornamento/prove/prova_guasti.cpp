@@ -146,6 +146,8 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
             EXPECT_TRUE(contiene(testo, "Le tabelle sono state ripristinate come erano prima") ||
                         contiene(testo, "Le tabelle non sono state modificate")) << testo;
             EXPECT_TRUE(c.p.esiste_file(c.valori.direttorio_da_bbs + nome_pacchetto(1)));
+            // The working folder goes with the failed run.
+            EXPECT_TRUE(contiene(guastata, "lavoro_aggiornamento") || !c.p.esiste_direttorio(senza_barra(lavoro)));
             const auto& m = c.form.modello;
             EXPECT_TRUE(m.Label1.caption == "Chiudere il programma" && m.Label1.back_color == colore_rosso &&
                         !m.Timer1.enabled);
