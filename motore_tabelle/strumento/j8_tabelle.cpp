@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #ifdef __GLIBC__
@@ -17,6 +18,7 @@
 #endif
 
 #include "comune/file_locali.hpp"
+#include "comune/testi_comuni.hpp"
 #include "motore_tabelle/motore_tabelle.hpp"
 
 namespace {
@@ -50,7 +52,7 @@ std::string direttorio_con_separatore(const std::string& dir) {
 }
 
 // aggiorna DIR FILE... [--oggi AAAAMMGG] [--conteggi]
-int aggiorna(const std::vector<std::string>& arg, j8::file_locali& file, j8::avanzamento& muto) {
+int aggiorna(const std::vector<std::string>& arg, j8::file_locali& file) {
     std::int32_t oggi = 0;
     bool conteggi = false;
     std::vector<std::string> nomi;
@@ -76,16 +78,64 @@ int aggiorna(const std::vector<std::string>& arg, j8::file_locali& file, j8::ava
     const std::string dir = direttorio_con_separatore(arg[1]);
     for (const auto& n : nomi)
         if (!file.esiste_file(dir + n)) throw j8::errore_file(dir + n, "file di aggiornamento non trovato");
-    j8::motore_tabelle motore(file, muto, oggi ? j8::motore_tabelle::fornitore_oggi([oggi] { return oggi; })
-                                               : j8::motore_tabelle::fornitore_oggi(j8::oggi_di_sistema));
-    motore.carica_tabelle(dir);
-    for (const auto& n : nomi) {
-        j8::conteggio_variazioni c;
-        motore.applica_aggiornamento(dir, n, &c);
-        if (conteggi)
-            std::cout << n << ": " << c.aggiunte << " aggiunte, " << c.sostituite << " sostituite, " << c.rimosse
-                      << " rimosse\n";
+    const j8::motore_tabelle::fornitore_oggi fornitore =
+        oggi ? j8::motore_tabelle::fornitore_oggi([oggi] { return oggi; })
+             : j8::motore_tabelle::fornitore_oggi(j8::oggi_di_sistema);
+
+    // Each update file touches its own table only: the drug table, by far
+    // the largest, goes on one engine and the side tables on another, on a
+    // second core. Within each, the files keep their order.
+    struct gruppo {
+        std::vector<std::size_t> file;
+        std::vector<j8::conteggio_variazioni> conti;
+        std::exception_ptr errore;
+        std::size_t fallito = 0;
+    };
+    gruppo farmaci, laterali;
+    for (std::size_t i = 0; i < nomi.size(); ++i)
+        (j8::minuscolo(nomi[i]) == "farmaci.faf" ? farmaci : laterali).file.push_back(i);
+    auto esegui_gruppo = [&](gruppo& g, bool di_farmaci) {
+        if (g.file.empty()) return;
+        j8::avanzamento fermo;
+        j8::motore_tabelle motore(file, fermo, fornitore);
+        std::size_t fatti = 0;
+        try {
+            if (di_farmaci) {
+                motore.carica_farmaci(dir + "farmaci.tda");
+                motore.costruisci_indice_codici();
+            } else {
+                motore.carica_principi_attivi(dir + "principi_attivi.tda");
+                motore.carica_notessn(dir + "notessn.tda");
+                motore.carica_atc(dir + "atc.tda");
+                motore.carica_ditte(dir + "ditte.tda");
+            }
+            g.conti.resize(g.file.size());
+            for (; fatti < g.file.size(); ++fatti) motore.applica_aggiornamento(dir, nomi[g.file[fatti]], &g.conti[fatti]);
+        } catch (...) {
+            g.conti.resize(fatti);
+            g.fallito = g.file[fatti];
+            g.errore = std::current_exception();
+        }
+    };
+    {
+        std::thread secondo([&] { esegui_gruppo(laterali, false); });
+        esegui_gruppo(farmaci, true);
+        secondo.join();
     }
+    if (conteggi) {
+        // In the order given, up to each group's failure.
+        std::vector<const j8::conteggio_variazioni*> conto(nomi.size(), nullptr);
+        for (const gruppo* g : {&farmaci, &laterali})
+            for (std::size_t k = 0; k < g->conti.size(); ++k) conto[g->file[k]] = &g->conti[k];
+        for (std::size_t i = 0; i < nomi.size(); ++i)
+            if (conto[i])
+                std::cout << nomi[i] << ": " << conto[i]->aggiunte << " aggiunte, " << conto[i]->sostituite
+                          << " sostituite, " << conto[i]->rimosse << " rimosse\n";
+    }
+    // The failure of the file named first is the one reported.
+    if (farmaci.errore && (!laterali.errore || farmaci.fallito < laterali.fallito))
+        std::rethrow_exception(farmaci.errore);
+    if (laterali.errore) std::rethrow_exception(laterali.errore);
     return 0;
 }
 
@@ -96,7 +146,7 @@ int esegui(const std::vector<std::string>& arg) {
     j8::file_locali file;
     j8::avanzamento muto;
 
-    if (comando == "aggiorna") return aggiorna(arg, file, muto);
+    if (comando == "aggiorna") return aggiorna(arg, file);
     if (arg.size() != 2) throw errore_uso{"troppi argomenti per " + comando};
     if (comando == "doppi") {
         j8::motore_tabelle motore(file, muto);
