@@ -197,10 +197,22 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
         }
     });
 
-    // The table itself takes the sorted order.
-    std::vector<voce_riga> ordinate(righe);
-    for (std::size_t i = 0; i < righe; ++i) ordinate[i] = voci[ordine[i]];
-    tabella_farmaci.voci.swap(ordinate);
+    // The table itself takes the sorted order, cycle by cycle in place:
+    // no second row list.
+    std::vector<voce_riga>& tab = tabella_farmaci.voci;
+    std::vector<bool> posta(righe, false);
+    for (std::size_t i = 0; i < righe; ++i) {
+        if (posta[i]) continue;
+        const voce_riga prima = tab[i];
+        std::size_t j = i;
+        for (std::size_t k = ordine[j]; k != i; k = ordine[j]) {
+            tab[j] = tab[k];
+            posta[j] = true;
+            j = k;
+        }
+        tab[j] = prima;
+        posta[j] = true;
+    }
     return conta;
 }
 
