@@ -171,6 +171,7 @@ std::vector<std::uint32_t> ordine_per_nome(std::vector<voce_riga>& voci, avanzam
 
 conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file) {
     conteggio_variazioni conta;
+    if (indice_superato_) costruisci_indice_codici();
     tabella_variazioni_farmaci variazioni;
     leggi_righe(file_, direttorio + nome_file, variazioni);
     av_.barra_visibile(true);
@@ -213,6 +214,7 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
         tab[j] = prima;
         posta[j] = true;
     }
+    indice_superato_ = true;
     return conta;
 }
 
@@ -256,7 +258,9 @@ void motore_tabelle::crea_secondario(const std::string& direttorio) {
     std::vector<std::array<char, 9>> codici;
     for (const voce_riga& v : tabella_farmaci.voci)
         if (byte_di(v, 0) != 'C') codici.push_back(codice_farmaco(v));
+    // Numbered over the drugs in use only: not the table's rows.
     indice_codici = ordina_indice(codici, av_);
+    indice_superato_ = true;
     std::vector<std::array<char, 9>>().swap(codici);
 
     scrivi_tabella(file_, direttorio + "farmaci_secondario_completo.tda", [&](uscita_blocchi& u) {

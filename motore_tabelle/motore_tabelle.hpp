@@ -340,7 +340,9 @@ public:
     void costruisci_indice_codici();
 
     // The merges: read `direttorio` + `nome_file`, change the table in
-    // memory, write the table file into `direttorio`.
+    // memory, write the table file into `direttorio`. The drug table is
+    // left in name order, so a second drug merge rebuilds the code index
+    // first.
     conteggio_variazioni aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file);
     conteggio_variazioni aggiorna_notessn(const std::string& direttorio, const std::string& nome_file);
     conteggio_variazioni aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file);
@@ -376,6 +378,8 @@ private:
     file_tabelle& file_;
     avanzamento& av_;
     fornitore_oggi oggi_;
+    // The rows moved since `indice_codici` was built.
+    bool indice_superato_ = false;
 };
 
 }  // namespace j8

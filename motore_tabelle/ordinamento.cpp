@@ -255,6 +255,7 @@ void motore_tabelle::costruisci_indice_codici() {
     std::vector<std::array<char, 9>> codici(tabella_farmaci.size());
     for (std::size_t i = 0; i < codici.size(); ++i) codici[i] = interno::codice_farmaco(tabella_farmaci.voci[i]);
     indice_codici = interno::ordina_indice(codici, av_);
+    indice_superato_ = false;
 }
 
 std::int32_t motore_tabelle::cerca_codice(std::string_view codice) const {
