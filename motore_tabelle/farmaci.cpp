@@ -187,34 +187,32 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
     av_.valore_barra(0);
     av_.stato_lampeggiante("Ordinamento tabella farmaci. Attendere...");
 
+    // The table takes the sorted order, cycle by cycle in place (no second
+    // row list), and is written as it then stands.
     const std::vector<std::uint32_t> ordine = ordine_per_nome(tabella_farmaci.voci, av_);
-    const std::vector<voce_riga>& voci = tabella_farmaci.voci;
+    std::vector<voce_riga>& voci = tabella_farmaci.voci;
     const std::size_t righe = voci.size();
-    scrivi_tabella(file_, direttorio + "farmaci.tda", [&](uscita_blocchi& u) {
-        for (std::size_t k = 0; k < righe; ++k) {
-            // The rows are read in name order, all over the table.
-            if (k + 8 < righe) __builtin_prefetch(voci[ordine[k + 8]].dati);
-            u.riga(tabella_farmaci.riga(ordine[k]), farmaco::larghezza);
-        }
-    });
-
-    // The table itself takes the sorted order, cycle by cycle in place:
-    // no second row list.
-    std::vector<voce_riga>& tab = tabella_farmaci.voci;
     std::vector<bool> posta(righe, false);
     for (std::size_t i = 0; i < righe; ++i) {
         if (posta[i]) continue;
-        const voce_riga prima = tab[i];
+        const voce_riga prima = voci[i];
         std::size_t j = i;
         for (std::size_t k = ordine[j]; k != i; k = ordine[j]) {
-            tab[j] = tab[k];
+            voci[j] = voci[k];
             posta[j] = true;
             j = k;
         }
-        tab[j] = prima;
+        voci[j] = prima;
         posta[j] = true;
     }
     indice_superato_ = true;
+    scrivi_tabella(file_, direttorio + "farmaci.tda", [&](uscita_blocchi& u) {
+        for (std::size_t k = 0; k < righe; ++k) {
+            // The rows' bytes lie all over the table.
+            if (k + 8 < righe) __builtin_prefetch(voci[k + 8].dati);
+            u.riga(tabella_farmaci.riga(k), farmaco::larghezza);
+        }
+    });
     return conta;
 }
 
