@@ -159,3 +159,35 @@ TEST_F(strumento, input_errato_esce_con_2_senza_scrivere_nulla) {
     EXPECT_EQ(esegui("secondario " + d), 2);
     EXPECT_FALSE(fs::exists(dir / "farmaci_secondario_completo.tda"));
 }
+
+// The drug table and the side tables go on two engines side by side: a
+// second drug file in one call finds the rows the first one sorted, and a
+// table that cannot be written stops its own group only.
+TEST_F(strumento, due_file_farmaci_in_una_chiamata_e_una_tabella_non_scrivibile) {
+    genera(60);
+    scrivi("farmaci.faf", righe({farmaco_prova{"", "000099999", "AAA NUOVO"}.variazione(),
+                                 farmaco_prova{"", "000015838", "ZZZ RINOMINATO"}.variazione()}));
+    scrivi("ditte.faf", "0002ALTRA\n");
+    scrivi("notessn.faf", "");
+    const auto prima = tutte();
+    ASSERT_EQ(esegui("aggiorna " + dir.string() + " farmaci.faf"), 0);
+    ASSERT_EQ(esegui("aggiorna " + dir.string() + " farmaci.faf"), 0);
+    const std::string due_chiamate = leggi("farmaci.tda");
+    for (const auto& [nome, testo] : prima) scrivi(nome, testo);
+    std::string conteggi;
+    ASSERT_EQ(esegui("aggiorna " + dir.string() + " --conteggi farmaci.faf farmaci.faf", nullptr, &conteggi), 0);
+    EXPECT_EQ(conteggi,
+              "farmaci.faf: 1 aggiunte, 1 sostituite, 0 rimosse\n"
+              "farmaci.faf: 0 aggiunte, 2 sostituite, 0 rimosse\n");
+    EXPECT_EQ(leggi("farmaci.tda"), due_chiamate);
+
+    for (const auto& [nome, testo] : prima) scrivi(nome, testo);
+    fs::create_directory(dir / ("notessn.tda" + std::string(suffisso_scrittura)));
+    std::string errore;
+    EXPECT_EQ(esegui("aggiorna " + dir.string() + " --conteggi notessn.faf farmaci.faf ditte.faf", &errore, &conteggi),
+              2);
+    EXPECT_NE(errore.find("notessn.tda: impossibile scrivere il file"), std::string::npos) << errore;
+    EXPECT_EQ(conteggi, "farmaci.faf: 1 aggiunte, 1 sostituite, 0 rimosse\n");
+    EXPECT_NE(leggi("farmaci.tda"), prima.at("farmaci.tda"));
+    EXPECT_EQ(leggi("ditte.tda"), prima.at("ditte.tda"));
+}
