@@ -1,11 +1,14 @@
-// Settings files on the scripted disk: a file written by another program
-// read back, the rewrite of one key, new files; every file start-up cannot
-// use, with the whole message the user reads; the j8_impostazioni tool on
-// real files.
+// The runtime's generator and the line cipher against values of an
+// independent implementation. Settings files on the scripted disk: a file
+// written by another program read back (the key's positions, the rows built
+// from seeds, the row of each line), the rewrite of one key, new files; every
+// file start-up cannot use, with the whole message the user reads; the
+// j8_impostazioni tool on real files.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -31,6 +34,48 @@ using ::testing::StartsWith;
 using ::testing::Throws;
 using ::testing::ThrowsMessage;
 using righe_file = std::vector<std::string>;
+
+TEST(generatore, valori_noti_semi_e_ripetizione) {
+    riavvia_generatore();
+    EXPECT_FLOAT_EQ(numero_casuale(), 0.7055475f);
+    EXPECT_FLOAT_EQ(numero_casuale(), 0.5334240f);
+    EXPECT_FLOAT_EQ(numero_casuale(0.0f), 0.5334240f);  // zero: the last number again
+    EXPECT_FLOAT_EQ(numero_casuale(), 0.5795186f);
+    EXPECT_FLOAT_EQ(numero_casuale(-1.0f), 0.2240070f);
+    // Seeds that differ only in the low bits of the float differ.
+    EXPECT_NE(numero_casuale(-45.0f), numero_casuale(-46.0f));
+}
+
+TEST(chiave, semi_dall_orologio_in_singola_precisione) {
+    prepara_chiave(12345.5f);
+    const std::array<int, 12> semi_attesi{45, 62, 106, 93, 105, 117, 123, 97, 46, 76, 62, 89};
+    EXPECT_TRUE(std::equal(semi_attesi.begin(), semi_attesi.end(), semi.begin() + 1));
+    // At this clock draw 8 times 96 rounds up to a whole number in single
+    // precision (seed 70); wider arithmetic stays below it (69).
+    prepara_chiave(592.62f);
+    EXPECT_EQ(semi[8], 70);
+    EXPECT_EQ(semi[12], 57);
+}
+
+// Every character on every row, both ways.
+TEST(cifra, andata_e_ritorno_e_caratteri_di_controllo) {
+    const std::array<int, 12> semi_prova{32, 127, 33, 90, 100, 64, 77, 81, 99, 120, 35, 36};
+    std::copy(semi_prova.begin(), semi_prova.end(), semi.begin() + 1);
+    prepara_tabelle();
+    std::string tutti;
+    for (int c = 32; c <= 255; ++c) tutti += static_cast<char>(c);
+    for (int riga = 1; riga <= 24; ++riga) {
+        const std::string cifrato = cifra_riga(tutti, riga);
+        EXPECT_EQ(decifra_riga(cifrato, riga), tutti) << "riga " << riga;
+        EXPECT_EQ(cifrato.substr(96), tutti.substr(96));  // codes 128..255 pass through untouched
+    }
+
+    // Backspace alone is exempt from enciphering, and comes back as 31.
+    EXPECT_EQ(cifra_riga("a\bb", 3).substr(1, 1), "\b");
+    EXPECT_EQ(decifra_riga(std::string("\b\x01\x1f\t", 4), 3), std::string(4, '\x1f'));
+    for (int c : {0, 1, 7, 9, 10, 13, 31})
+        EXPECT_THROW(cifra_riga(std::string("ab") + static_cast<char>(c), 5), errore_cifratura) << c;
+}
 
 // Splits at CR LF, the ending of every line this system writes.
 righe_file righe_di(const std::string& testo) {
@@ -115,7 +160,6 @@ TEST_F(impostazioni, legge_un_file_scritto_da_un_altro_programma) {
     EXPECT_EQ(righe[12].testo, "AGGIORNAMENTO=j8000123");
     EXPECT_EQ(valore_impostazione(righe, "aggiornamento"), "j8000123");  // later line wins
     EXPECT_EQ(valore_impostazione(righe, "lingua bbs"), "1");  // "lingua bbs " is another key
-    EXPECT_EQ(valore_impostazione(righe, "password bbs"), std::nullopt);
 }
 
 TEST_F(impostazioni, riscrittura_cambia_solo_la_riga_della_chiave) {
@@ -171,23 +215,18 @@ TEST_F(impostazioni, riscrittura_aggiunge_solo_se_richiesto_e_copia_l_intestazio
 TEST_F(impostazioni, riscrittura_fallita_lascia_il_file_com_era) {
     struct caso {
         const char* nome;
-        std::string contenuto, valore, guasto;
-        std::int64_t riga;  // of the errore_impostazioni; 0: errore_file
+        std::string contenuto, valore;
+        std::int64_t riga;  // of the errore_impostazioni
     };
     const std::vector<caso> casi = {
-        {"riga rotta dopo", file_noto() + "KPK\r\n", "j8000130", "", 44},
-        {"valore non cifrabile", file_noto(), "j8\t", "", 31},
-        {"file non scrivibile", file_noto(), "j8000130", "scrivi_file " + percorso, 0},
+        {"riga rotta dopo", file_noto() + "KPK\r\n", "j8000130", 44},
+        {"valore non cifrabile", file_noto(), "j8\t", 31},
     };
     for (const caso& c : casi) {
         SCOPED_TRACE(c.nome);
         p.crea_file(percorso, c.contenuto);
-        guasti = {c.guasto};
-        if (c.riga == 0)
-            EXPECT_THROW(riscrivi(c.valore), errore_file);
-        else
-            EXPECT_THAT([&] { riscrivi(c.valore); }, ThrowsMessage<errore_impostazioni>(StartsWith(
-                                                         percorso + ", riga " + std::to_string(c.riga) + ": ")));
+        EXPECT_THAT([&] { riscrivi(c.valore); }, ThrowsMessage<errore_impostazioni>(StartsWith(
+                                                     percorso + ", riga " + std::to_string(c.riga) + ": ")));
         EXPECT_EQ(p.leggi_file(percorso), c.contenuto);
         EXPECT_FALSE(p.esiste_file(provvisorio));
     }

@@ -31,7 +31,6 @@ std::string messaggio_di(std::string_view dati) {
 
 TEST(archivio_zip, ogni_danno_rifiutato) {
     const std::string uno = scrivi_zip({{"a.bin", casuali(300, 5)}});
-    EXPECT_EQ(messaggio_di("MZ" + casuali(7000, 3) + uno), "");  // after the extractor program
     for (std::size_t n = 0; n < uno.size(); ++n)
         EXPECT_NE(messaggio_di(std::string_view(uno).substr(0, n)), "") << "cut at " << n;
     std::string cambiato = uno;
