@@ -11,8 +11,6 @@
 namespace j8 {
 namespace {
 
-using v = std::vector<std::string>;
-
 std::string problema(const std::function<void()>& fare) {
     try {
         fare();
@@ -34,10 +32,14 @@ TEST(copione, rifiuti_come_su_windows) {
     EXPECT_EQ(problema([&] { p.copia_file("c:\\t\\b.tda", "c:\\t\\A.TDA"); }), "accesso negato");
     EXPECT_EQ(problema([&] { p.rimuovi_direttorio("c:\\t"); }), "direttorio non vuoto");
     EXPECT_EQ(p.leggi_file("c:\\t\\a.tda"), "a");
-    EXPECT_EQ(p.elenca_file("C:\\T\\", "*.tda"), (v{"a.tda", "b.tda"}));  // no hidden file, no folder
+    EXPECT_EQ(p.elenca_file("C:\\T\\", "*.tda"), (std::vector<std::string>{"a.tda", "b.tda"}));  // no hidden file, no folder
     p.imposta_solo_archivio("c:\\t\\a.tda");
     p.cancella_file("c:\\t\\a.tda");
     EXPECT_FALSE(p.esiste_file("c:\\t\\..\\t\\.\\A.TDA"));
+    // Keys a real window would refuse: nothing of them is sent.
+    p.apri_finestra("HT", "Session");
+    EXPECT_THROW(p.manda_tasti("ab{sconosciuto}"), errore_tasti);
+    EXPECT_TRUE(p.tasti_mandati().empty());
 }
 
 // Killed at a copy: half the file at its destination, then every file
@@ -55,14 +57,6 @@ TEST(copione, interruzione_all_operazione_scelta) {
     p.riavvia();
     EXPECT_EQ(p.leggi_file("c:\\t\\c.tda"), "ab");
     p.scrivi_file("c:\\t\\a.tda", "nuovo");  // the rule went with the dead process
-}
-
-// Keys a real window would refuse: nothing of them is sent.
-TEST(copione, tasti_sconosciuti_rifiutati_senza_mandare_nulla) {
-    piattaforma_copione p;
-    p.apri_finestra("HT", "Session");
-    EXPECT_THROW(p.manda_tasti("ab{sconosciuto}"), errore_tasti);
-    EXPECT_TRUE(p.tasti_mandati().empty());
 }
 
 }  // namespace
