@@ -45,19 +45,25 @@ struct corsa : banco_libero {
     }
 };
 
-// Tables after an undisturbed run, and the count of its file operations.
+// Tables after an undisturbed run, the count of its file operations, and
+// the one that copies the second package's ATC table to the working folder.
 struct riferimento {
     stato_tabelle dopo;
-    std::uint64_t operazioni = 0;
+    std::uint64_t operazioni = 0, copia_atc = 0;
 };
 const riferimento& corsa_indisturbata() {
     static const riferimento r = [] {
         corsa c;
         const auto inizio = c.p.operazioni_file();
+        std::uint64_t copia_atc = 0;
+        c.p.regola_guasto = [&](const auto& o) -> std::optional<std::string> {
+            if (o.nome == "copia_file" && minuscolo(o.percorso) == lavoro + "atc.tda") copia_atc = o.numero;
+            return std::nullopt;
+        };
         c.form.esegui_aggiornamento();
         EXPECT_TRUE(c.completato());
         const auto operazioni = c.p.operazioni_file() - inizio;  // before stato() adds its own
-        return riferimento{c.stato(), operazioni};
+        return riferimento{c.stato(), operazioni, copia_atc};
     }();
     return r;
 }
@@ -70,7 +76,7 @@ void finisce_indisturbata(corsa& c, form_aggiornamento& f) {
 }
 
 // Under the sanitizers a run costs some twenty times more: there each step
-// gets one kind of error, in turn, instead of all three.
+// gets one kind of error, in turn, instead of all three (and the kill).
 #ifdef __SANITIZE_ADDRESS__
 constexpr bool tutti_gli_errori = false;
 #else
@@ -79,25 +85,50 @@ constexpr bool tutti_gli_errori = true;
 
 }  // namespace
 
-// Whichever single file step of a run fails, with whichever error, the run
-// either completes (the step was after the commit or one whose failure is
-// ignored) or leaves tables and settings exactly as they were and says so
-// once; repeated without the fault, it then gives the undisturbed result.
-TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
+// Whichever single file step of a run fails, with whichever error, or has
+// the process killed there (power cut, task manager), nothing is lost. A
+// failing run either completes (the step was after the commit or one whose
+// failure is ignored) or leaves tables and settings as they were and says
+// so once. After a kill the next start puts the tables back and says so, or
+// keeps the new ones when the settings already name the new package. Then
+// a run without the fault gives the undisturbed result.
+TEST(guasti_aggiornamento, ogni_operazione_guasta_o_interrotta) {
     const riferimento& atteso = corsa_indisturbata();
     ASSERT_GT(atteso.operazioni, 60u);
     EXPECT_EQ(atteso.dopo.at("generici.tda").contenuto, "generici nuovi\r\n");
     EXPECT_EQ(atteso.dopo.at("ditte.tda").attributi, attributo::archivio);  // unlocked by the run
-    const std::vector<std::string> errori = {"disco pieno", "accesso negato", "file non trovato"};
-    int interrotte = 0, completate = 0;
+    const std::vector<std::string> guasti = {"disco pieno", "accesso negato", "file non trovato", "ucciso"};
+    std::map<std::string, int> esiti;
     for (std::uint64_t k = 1; k <= atteso.operazioni; ++k) {
-        for (std::size_t e = 0; e < errori.size(); ++e) {
-            if (!tutti_gli_errori && e != k % errori.size()) continue;
-            const std::string& errore = errori[e];
+        for (std::size_t e = 0; e < guasti.size(); ++e) {
+            if (!tutti_gli_errori && e < 3 && e != k % 3) continue;
+            const std::string& errore = guasti[e];
             SCOPED_TRACE("operazione " + std::to_string(k) + ", " + errore);
             corsa c;
             const stato_tabelle prima = c.stato();
             const std::uint64_t bersaglio = c.p.operazioni_file() + k;
+            if (errore == "ucciso") {
+                c.p.interrompi_a(bersaglio);
+                EXPECT_THROW(c.form.esegui_aggiornamento(), interruzione_simulata);
+                EXPECT_TRUE(c.messaggi().empty());
+                const bool giornale = c.giornale_presente();
+                // Every table is whole even before the restore: copies are
+                // cut short only under a temporary name.
+                c.p.riavvia();
+                for (const auto& [nome, s] : c.stato())
+                    if (nome.ends_with(".tda")) { EXPECT_TRUE(s.contenuto.empty() || s.contenuto.ends_with("\r\n")) << nome; }
+                auto form = c.riavvia();
+                EXPECT_FALSE(c.giornale_presente());
+                // Already recorded: the start finished the clean-up, and a
+                // further run goes on from the recorded package (none follows).
+                const bool registrato = c.valore_aggiornamento() == "j8000001";
+                ++esiti[registrato ? "registrate" : giornale ? "ripristinate" : "intatte"];
+                if (!registrato) { EXPECT_TRUE(c.impostazioni_intatte() && c.stato() == prima); }
+                EXPECT_EQ(c.messaggi(), !registrato && giornale ? std::vector<std::string>{messaggio_avvio}
+                                                                : std::vector<std::string>{});
+                finisce_indisturbata(c, *form);
+                continue;
+            }
             std::string guastata;
             c.p.regola_guasto = [&](const piattaforma_copione::operazione_file& o) -> std::optional<std::string> {
                 if (o.numero != bersaglio) return std::nullopt;
@@ -110,7 +141,7 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
             SCOPED_TRACE(guastata);
             auto dopo = c.stato();
             if (c.completato()) {
-                ++completate;
+                ++esiti["completate"];
                 EXPECT_EQ(c.valore_aggiornamento(), "j8000001");
                 // An ignored failure of the "new" copy keeps the old table.
                 if (dopo.at("generici.tda").contenuto == "generici vecchi\r\n")
@@ -120,7 +151,7 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
                 EXPECT_TRUE(dopo == atteso.dopo && !c.giornale_presente() && c.messaggi().empty());
                 continue;
             }
-            ++interrotte;
+            ++esiti["interrotte"];
             // Unknown attributes cannot be put back; the bytes still are.
             if (contiene(guastata, "attributi_file"))
                 for (auto& [nome, s] : dopo) s.attributi = prima.at(nome).attributi;
@@ -160,45 +191,10 @@ TEST(guasti_aggiornamento, ogni_operazione_con_ogni_errore) {
         }
     }
     const int tipi = tutti_gli_errori ? 3 : 1;
-    EXPECT_GT(interrotte, tipi * 40);
-    EXPECT_GT(completate, tipi * 10);
-}
-
-// The process killed at any file operation of the run (power cut, task
-// manager): the next start puts the tables back as they were before the
-// run, or keeps the new ones when the settings already name the new
-// package, and a normal run afterwards gives the undisturbed result.
-TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio) {
-    const riferimento& atteso = corsa_indisturbata();
-    int ripristinate = 0, gia_complete = 0;
-    for (std::uint64_t k = 1; k <= atteso.operazioni; ++k) {
-        SCOPED_TRACE("interrotta all'operazione " + std::to_string(k));
-        corsa c;
-        const stato_tabelle prima = c.stato();
-        c.p.interrompi_a(c.p.operazioni_file() + k);
-        EXPECT_THROW(c.form.esegui_aggiornamento(), interruzione_simulata);
-        ASSERT_TRUE(c.p.interrotto());
-        EXPECT_TRUE(c.messaggi().empty());
-        const bool giornale = c.giornale_presente();
-        // Every table is whole even before the restore: copies are cut
-        // short only under a temporary name.
-        c.p.riavvia();
-        for (const auto& [nome, s] : c.stato())
-            if (nome.ends_with(".tda")) { EXPECT_TRUE(s.contenuto.empty() || s.contenuto.ends_with("\r\n")) << nome; }
-        auto form = c.riavvia();
-        EXPECT_FALSE(c.giornale_presente());
-        // Already recorded: the start finished the clean-up, and a further
-        // run goes on from the recorded package (none follows).
-        const bool registrato = c.valore_aggiornamento() == "j8000001";
-        gia_complete += registrato;
-        ripristinate += !registrato && giornale;
-        if (!registrato) { EXPECT_TRUE(c.impostazioni_intatte() && c.stato() == prima); }
-        EXPECT_EQ(c.messaggi(), !registrato && giornale ? std::vector<std::string>{messaggio_avvio}
-                                                        : std::vector<std::string>{});
-        finisce_indisturbata(c, *form);
-    }
-    EXPECT_GT(ripristinate, 40);
-    EXPECT_GT(gia_complete, 3);
+    EXPECT_GT(esiti["interrotte"], tipi * 40);
+    EXPECT_GT(esiti["completate"], tipi * 10);
+    EXPECT_GT(esiti["ripristinate"], 40);
+    EXPECT_GT(esiti["registrate"], 3);
 }
 
 // A second start while a run is extracting (a double click on a form that
@@ -207,18 +203,13 @@ TEST(guasti_aggiornamento, interruzione_a_ogni_operazione_e_ripristino_all_avvio
 // if alone.
 TEST(guasti_aggiornamento, secondo_avvio_durante_la_corsa_non_tocca_nulla) {
     corsa c;
-    const auto disco = [&] {
-        std::map<std::string, std::string> d;
-        for (const auto& f : c.p.tutti_i_file()) d[f] = c.p.leggi_file(f);
-        return d;
-    };
     std::optional<esito_caricamento> secondo;
     bool intatto = false;
     c.p.osservatore = [&](const piattaforma_copione::voce& v) {
         if (v.cosa != piattaforma_copione::tipo::avvio || secondo) return;
-        const auto prima = disco();
+        const auto prima = c.p.operazioni_file();
         secondo = form_aggiornamento(c.p, c.vista_dopo, c.valori).Form_Load();
-        intatto = disco() == prima;
+        intatto = c.p.operazioni_file() == prima;  // not even a read
     };
     c.form.esegui_aggiornamento();
     EXPECT_EQ(secondo, std::optional(esito_caricamento::fine_programma));
@@ -234,16 +225,8 @@ TEST(guasti_aggiornamento, secondo_avvio_durante_la_corsa_non_tocca_nulla) {
 // is, keeps it, refuses a new run that would overwrite it, and the start
 // after that finishes the restore.
 TEST(guasti_aggiornamento, ripristino_all_avvio_interrotto_o_impossibile_si_riprende) {
-    corsa sonda;
-    std::uint64_t punto = 0;
-    int viste = 0;
-    sonda.p.regola_guasto = [&](const auto& o) -> std::optional<std::string> {
-        if (o.nome == "copia_file" && minuscolo(o.percorso) == lavoro + "atc.tda" && ++viste == 2) punto = o.numero;
-        return std::nullopt;
-    };
-    sonda.form.esegui_aggiornamento();
+    const std::uint64_t punto = corsa_indisturbata().copia_atc;
     ASSERT_GT(punto, 0u);
-
     for (std::uint64_t j = 0;; ++j) {
         SCOPED_TRACE(j ? "avvio interrotto all'operazione " + std::to_string(j) : "avvio con scritture rifiutate");
         corsa c;
@@ -322,6 +305,18 @@ TEST(guasti_aggiornamento, giornale_che_non_si_cancella_tiene_le_copie) {
     auto libero = c.riavvia();
     EXPECT_FALSE(c.giornale_presente());
     finisce_indisturbata(c, *libero);
+    // A journal whose presence cannot even be asked is taken as still there.
+    struct giornale_muto : piattaforma_copione {
+        bool esiste_file(const std::string& percorso) override {
+            if (percorso.ends_with(nome_giornale)) throw errore_file(percorso, "accesso negato");
+            return piattaforma_copione::esiste_file(percorso);
+        }
+    } q;
+    const std::string copie = "c:\\j8\\ripristino_aggiornamento\\";
+    q.crea_file(copie + nome_giornale, "giornale");
+    q.crea_file(copie + "atc.tda", "copia");
+    elimina_ripristino(q, copie);
+    EXPECT_TRUE(q.esiste_file(copie + "atc.tda"));
 }
 
 // A journal is taken only whole: any write cut short, or a whole one with
