@@ -23,14 +23,10 @@
 namespace j8::prova {
 
 inline std::string nome_pacchetto(int n) {
-    char nome[16];
-    std::snprintf(nome, sizeof nome, "j8%06d.exe", n);
-    return nome;
+    const std::string cifre = std::to_string(n);
+    return "j8" + std::string(6 - cifre.size(), '0') + cifre + ".exe";
 }
-
-inline bool contiene(const std::string& testo, const std::string& parte) {
-    return testo.find(parte) != std::string::npos;
-}
+inline bool contiene(const std::string& testo, const std::string& parte) { return testo.find(parte) != std::string::npos; }
 
 // A file of the tables folder: bytes and attributes.
 struct stato_file {

@@ -193,9 +193,10 @@ TEST_F(banco_prova, due_pacchetti_dall_inizio_alla_fine) {
     EXPECT_TRUE(vista.ha_mostrato([](const modello_aggiornamento& m) {
         return m.Label1.caption == "Aggiornamento Farmaci. Attendere..." && m.Label1.back_color == colore_rosso;
     }));
-    EXPECT_TRUE(vista.ha_mostrato([](const modello_aggiornamento& m) {
-        return m.Label1.caption == "Creazione File Farmaci Secondario" && m.Timer1.enabled;
-    }));
+    for (const auto& [passo, lampeggia] : {std::pair{"Caricamento Finito.", false}, {"Creazione File Farmaci Secondario", true}})
+        EXPECT_TRUE(vista.ha_mostrato([&](const modello_aggiornamento& m) {
+            return m.Label1.caption == passo && m.Timer1.enabled == lampeggia;
+        })) << passo;
     const auto& m = form.modello;
     EXPECT_TRUE(m.Label1.back_color == colore_verde && !m.Timer1.enabled && !m.ProgressBar1.visible);
     EXPECT_EQ(m.Label2.caption, "Chiudere il programma di aggiornamento");

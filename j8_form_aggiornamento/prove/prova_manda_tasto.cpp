@@ -63,19 +63,5 @@ TEST(manda_tasto, finestra_cercata_per_titolo_e_testo_del_figlio) {
     }
 }
 
-TEST(manda_tasto_aumento_finestre, torna_subito_o_aspetta_la_prima_finestra) {
-    piattaforma_copione p;
-    p.apri_finestra("Terminale");
-    const data_ora inizio = p.orologio();
-    manda_tasto_aumento_finestre(p, "%tr");
-    EXPECT_EQ(p.tasti_mandati(), std::vector<std::string>{"%tr"});
-    EXPECT_LT(trascorsi(p, inizio), 0.1);
-
-    piattaforma_copione vuota;
-    vuota.quando_tasti("x", [&] { vuota.dopo(7, [&] { vuota.apri_finestra("Nuova"); }); });
-    manda_tasto_aumento_finestre(vuota, "x");
-    EXPECT_EQ(vuota.finestre().size(), 1u);
-}
-
 }  // namespace
 }  // namespace j8
