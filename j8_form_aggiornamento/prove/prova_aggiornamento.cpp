@@ -1,5 +1,4 @@
-// The update run on the scripted stand-in: the load, sequence rules, the
-// package loop, what the form shows and the report.
+// The update run on the scripted stand-in: load, sequence, form and report.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,8 +19,8 @@ TEST(nomi_pacchetti, numero_successivo_e_nome_da_percorso) {
 }
 
 // The load empties the working folder, reads the tables folder, keeps the
-// packages within twenty of the highest number in the archive; an archive
-// on a missing drive ends it before anything on disk changes.
+// archive's packages within twenty of the highest; an archive on a missing
+// drive ends it before anything on disk changes.
 TEST_F(banco_prova, caricamento) {
     p.crea_cartelle("c:\\j8\\lavoro_aggiornamento");
     p.scrivi_file("c:\\j8\\lavoro_aggiornamento\\vecchio.faf", "resto");
@@ -41,9 +40,14 @@ TEST_F(banco_prova, caricamento) {
     EXPECT_FALSE(p.esiste_file(archivio + nome_pacchetto(1)));
     EXPECT_EQ(archiviati().size(), 20u);
     EXPECT_TRUE(p.esiste_file(archivio + "leggimi.txt"));
-    p.crea_file(archivio + nome_pacchetto(45), "MZ");  // whatever the gaps
+    // Exactly twenty stay whatever the gaps; one more, and the gaps count.
+    p.cancella_file(archivio + nome_pacchetto(2));
+    p.crea_file(archivio + nome_pacchetto(45), "MZ");
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
-    EXPECT_EQ(archiviati(), std::vector<std::string>{nome_pacchetto(45)});
+    EXPECT_EQ(archiviati().size(), 20u);
+    p.crea_file(archivio + nome_pacchetto(46), "MZ");
+    ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
+    EXPECT_EQ(archiviati(), (std::vector<std::string>{nome_pacchetto(45), nome_pacchetto(46)}));
     // The blink alternates the caption with its tag.
     form.modello.Label1.tag = form.modello.Label1.caption = "Attendere";
     form.Timer1_Timer();
@@ -63,10 +67,8 @@ TEST_F(banco_prova, caricamento) {
         EXPECT_TRUE(contiene(messaggi()[0], parte)) << messaggi()[0];
 }
 
-// Which packages a run applies, from the last one recorded and the
-// downloads present; a refusal changes nothing. Settings with nothing to
-// record the package in: the pharmacist is told, once, after the tables
-// are in place.
+// Which packages a run applies; a refusal changes nothing; settings with
+// no line to record the package in are told of after the tables.
 TEST(sequenza, pacchetti_applicati_dall_ultimo_registrato) {
     struct caso { std::string ultimo; std::vector<int> presenti, applicati; bool completato; std::string registrato;
                   std::vector<std::string> messaggi; };
@@ -108,8 +110,8 @@ TEST(sequenza, pacchetti_applicati_dall_ultimo_registrato) {
             EXPECT_NE(m.Text1.text.find("Aggiornamento rifiutato"), std::string::npos) << m.Text1.text;
             continue;
         }
-        // Downloads and the working folder go; the drugs lose their repeats
-        // and the secondary table is rebuilt even with no package applied.
+        // Downloads and working folder go; even with no package the drugs
+        // lose their repeats and the secondary table is rebuilt.
         EXPECT_TRUE(p.elenca_file(senza_barra(b.valori.direttorio_da_bbs), "*.exe").empty());
         EXPECT_FALSE(p.esiste_direttorio("c:\\j8\\lavoro_aggiornamento"));
         if (c.applicati.empty()) {
@@ -120,8 +122,8 @@ TEST(sequenza, pacchetti_applicati_dall_ultimo_registrato) {
     }
 }
 
-// The report below the progress and in the archive (the newest thirty), the
-// count of packages, and a gap in the series.
+// The report (shown, and archived: the newest thirty), the package count
+// and a gap in the series.
 TEST_F(banco_prova, resoconto_conteggio_e_buco_nella_serie) {
     valori.ultimo_aggiornamento = "j8000002";
     metti_pacchetto(1, pacchetto_completo(1));  // older: not counted
@@ -159,9 +161,8 @@ TEST_F(banco_prova, resoconto_conteggio_e_buco_nella_serie) {
     EXPECT_EQ(form.modello.Label1.caption, "Chiudere il programma");
 }
 
-// Two packages end to end: what the form shows on the way and at the end,
-// the extractor driven, update files, a ".new" table, the backup and the
-// settings.
+// Two packages end to end: the form on the way, the extractor driven, a
+// ".new" table, the backup and the settings.
 TEST_F(banco_prova, due_pacchetti_dall_inizio_alla_fine) {
     auto primo = pacchetto_completo(0);
     primo["generici.new"] = "generici primi\r\n";  // replaced twice, reported once
@@ -172,8 +173,7 @@ TEST_F(banco_prova, due_pacchetti_dall_inizio_alla_fine) {
     secondo["leggimi.txt"] = "ignorato";
     metti_pacchetto(1, secondo);
     ASSERT_EQ(form.Form_Load(), esito_caricamento::pronto);
-    // The window is let paint at least every half second, and a click
-    // meanwhile starts nothing.
+    // The window paints at least every half second; a click starts nothing.
     double ultimo = p.orologio() * 86400, piu_lungo = 0;
     bool cliccato = false;
     p.su_eventi = [&] {

@@ -9,8 +9,7 @@ namespace {
 
 double trascorsi(const piattaforma_copione& p, data_ora da) { return (p.orologio() - da) * 86400; }
 
-// The wait ends on time from any time of day (across midnight, longer than
-// a day) and lets nothing run meanwhile.
+// The wait ends on time at any hour (across midnight, over a day), no events.
 TEST(attendi_secondi, tempo_chiesto_a_ogni_ora_senza_eventi) {
     struct caso { int ore, minuti, secondi; double chiesti, minimo, massimo; };
     for (const caso& c : {caso{10, 0, 0, 2, 2.0, 2.1}, caso{23, 59, 59, 2, 1.99, 2.1},

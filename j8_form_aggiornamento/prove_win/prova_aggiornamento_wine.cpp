@@ -1,6 +1,5 @@
-// An update run on Windows with real windows over three real
-// self-extracting packages, driven by real keystrokes: its result must
-// match, byte for byte, what the j8_tabelle tool makes from the same
+// An update run with real windows and keys over three real self-extracting
+// packages must give, byte for byte, what j8_tabelle makes of the same
 // update files. Failures and kills at each step are walked natively.
 #include <cstdio>
 #include <gtest/gtest.h>
@@ -74,8 +73,7 @@ std::vector<std::string> scrivi_aggiornamenti(const fs::path& d, int n) {
 
 std::string con_barra(const fs::path& p) { return p.string() + "\\"; }
 
-// Starts j8_bbs.exe in `cartella`, answers the first message box it shows
-// and gives back that box's text; ends the program if it is still running.
+// Starts j8_bbs.exe, answers and gives back its first message box's text.
 std::wstring secondo_j8_bbs(const fs::path& bin, const fs::path& cartella) {
     std::wstring riga = L"\"" + (bin / "j8_bbs.exe").wstring() + L"\"";
     STARTUPINFOW si{};
@@ -124,9 +122,7 @@ protected:
     const fs::path radice = "c:\\j8_prova_aggiornamento";
     const fs::path config = radice / "configurazione";
 
-    // The drug database, three consecutive packages from the base one, the
-    // settings files, the program-wide values, and in "atteso" what the
-    // engine tool gives from the same update files.
+    // Tables, three packages, settings and, in "atteso", the tool's result.
     void prepara() {
         std::error_code ec;
         for (const fs::path& d : {radice, fs::path("c:\\j8\\lavoro_aggiornamento"),
@@ -174,8 +170,8 @@ protected:
 // tool's result and shows its report.
 TEST_F(aggiornamento_wine, tre_pacchetti_come_lo_strumento) {
     ASSERT_NO_FATAL_FAILURE(prepara());
-    // This test's process stands for a running j8_bbs.exe: a second start
-    // while the first package is extracting must end at once, harmless.
+    // This process stands for a running j8_bbs.exe: a second start while
+    // extracting must end at once, harmless.
     static const bool istanza = prima_istanza();
     ASSERT_TRUE(istanza);
     piattaforma_prova p;
