@@ -9,15 +9,6 @@
 using namespace j8;
 using namespace j8::prova;
 
-TEST(nomi_pacchetti, numero_successivo_e_nome_da_percorso) {
-    EXPECT_EQ(pacchetti::numero_pacchetto("j812x456.exe"), 12);  // leading digits only
-    EXPECT_EQ(pacchetti::numero_pacchetto("j8abcdef.exe"), 0);
-    EXPECT_EQ(pacchetti::numero_pacchetto("x"), 0);
-    EXPECT_EQ(pacchetti::successivo("j8000099"), "j8000100");
-    EXPECT_EQ(pacchetti::successivo(""), "1");
-    EXPECT_EQ(pacchetti::nome_da_percorso("c:\\j8bbs\\da_bbs\\j8000012.exe"), "j8000012");
-}
-
 // The load empties the working folder, reads the tables folder, keeps the
 // archive's packages within twenty of the highest; an archive on a missing
 // drive ends it before anything on disk changes.

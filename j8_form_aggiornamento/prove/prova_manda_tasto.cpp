@@ -43,7 +43,6 @@ TEST(manda_tasto, finestra_cercata_per_titolo_e_testo_del_figlio) {
          "Estrattore", 10, "unzipped successfully", true, 2.5},
         {{{"Estrattore C", {"2 file(s) unzipped successfully"}}}, "Estrattore", 10, "Unzipped", false, 13},
         {{{punti + "WinZip Self-Extractor", {}}}, "WinZip", 0, "X", false, 2.5},  // crosses char 255
-        {{{punti + "WinZip Self-Extractor", {}}}, ".....", 0, "X", true, 2.5},
         {{{punti.substr(1) + "WinZip Self-Extractor", {}}}, "WinZip", 0, "X", true, 2.5},
         {{}, "Mai", 30, "", false, 31},
     };
