@@ -115,61 +115,51 @@ public:
     }
 };
 
-class aggiornamento_wine : public ::testing::Test {
-protected:
-    valori_programma valori;
-    const fs::path bin = cartella_programma();
-    const fs::path radice = "c:\\j8_prova_aggiornamento";
-    const fs::path config = radice / "configurazione";
-
-    // Tables, three packages, settings and, in "atteso", the tool's result.
-    void prepara() {
-        std::error_code ec;
-        for (const fs::path& d : {radice, fs::path("c:\\j8\\lavoro_aggiornamento"),
-                                  fs::path("c:\\j8\\ripristino_aggiornamento")})
-            fs::remove_all(d, ec);
-        for (const char* d : {"tabelle", "da_bbs", "archivio", "configurazione", "atteso", "sorgenti"})
-            fs::create_directories(radice / d);
-        scrivi_banca_dati(radice / "tabelle");
-        scrivi_banca_dati(radice / "atteso");
-        for (const auto& [nome, righe] : std::map<std::string, std::vector<std::string>>{
-                 {"j8_bbs_config.txt", {"telefono=0612345", "aggiornamento=j8000000", "utente=prova"}},
-                 {"j8_config.txt", {"direttorio tabelle=" + con_barra(radice / "tabelle")}}})
-            scrivi(config / nome, componi_impostazioni((config / nome).string(), righe, 777.0f));
-        SetCurrentDirectoryW(config.wstring().c_str());
-        valori.direttorio_configurazione = con_barra(config);
-        valori.direttorio_da_bbs = con_barra(radice / "da_bbs");
-        valori.direttorio_archivio = con_barra(radice / "archivio");
-        valori.ultimo_aggiornamento = "j8000000";
-        const std::wstring strumento = L"\"" + (bin / "j8_tabelle.exe").wstring() + L"\" ";
-        const std::wstring atteso = L"\"" + (radice / "atteso").wstring() + L"\"";
-        ASSERT_EQ(esegui(strumento + L"doppi " + atteso), 0);
-        for (int n = 0; n < 3; ++n) {
-            const fs::path sorgente = radice / "sorgenti" / ("p" + std::to_string(n));
-            std::vector<std::string> argomenti = {(radice / "da_bbs" / ("j800000" + std::to_string(n) + ".exe")).string()};
-            std::wstring riga = strumento + L"aggiorna " + atteso;
-            for (const auto& nome : scrivi_aggiornamenti(sorgente, n)) {
-                argomenti.push_back((sorgente / nome).string());
-                copia(sorgente / nome, radice / "atteso" / nome);
-                riga += L" " + fs::path(nome).wstring();
-            }
-            if (n == 2) {
-                scrivi(sorgente / "generici.tda", "generici del pacchetto 2\r\n");
-                argomenti.push_back((sorgente / "generici.tda").string());
-            }
-            std::ostringstream uscita, errori;
-            ASSERT_EQ(pacchetto::esegui_j8_pacchetto(argomenti, bin, uscita, errori), 0) << errori.str();
-            ASSERT_EQ(esegui(riga), 0);
-        }
-        copia(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda");
-        ASSERT_EQ(esegui(strumento + L"secondario " + atteso), 0);
-    }
-};
-
 // The run, with a second start of j8_bbs.exe refused meanwhile, gives the
 // tool's result and shows its report.
-TEST_F(aggiornamento_wine, tre_pacchetti_come_lo_strumento) {
-    ASSERT_NO_FATAL_FAILURE(prepara());
+TEST(aggiornamento_wine, tre_pacchetti_come_lo_strumento) {
+    const fs::path bin = cartella_programma(), radice = "c:\\j8_prova_aggiornamento", config = radice / "configurazione";
+    valori_programma valori;
+    // Tables, three packages, settings and, in "atteso", the tool's result.
+    std::error_code ec;
+    for (const fs::path& d : {radice, fs::path("c:\\j8\\lavoro_aggiornamento"),
+                              fs::path("c:\\j8\\ripristino_aggiornamento")})
+        fs::remove_all(d, ec);
+    for (const char* d : {"tabelle", "da_bbs", "archivio", "configurazione", "atteso", "sorgenti"})
+        fs::create_directories(radice / d);
+    scrivi_banca_dati(radice / "tabelle");
+    scrivi_banca_dati(radice / "atteso");
+    for (const auto& [nome, righe] : std::map<std::string, std::vector<std::string>>{
+             {"j8_bbs_config.txt", {"telefono=0612345", "aggiornamento=j8000000", "utente=prova"}},
+             {"j8_config.txt", {"direttorio tabelle=" + con_barra(radice / "tabelle")}}})
+        scrivi(config / nome, componi_impostazioni((config / nome).string(), righe, 777.0f));
+    SetCurrentDirectoryW(config.wstring().c_str());
+    valori.direttorio_configurazione = con_barra(config);
+    valori.direttorio_da_bbs = con_barra(radice / "da_bbs");
+    valori.direttorio_archivio = con_barra(radice / "archivio");
+    valori.ultimo_aggiornamento = "j8000000";
+    const std::wstring strumento = L"\"" + (bin / "j8_tabelle.exe").wstring() + L"\" ";
+    const std::wstring atteso = L"\"" + (radice / "atteso").wstring() + L"\"";
+    ASSERT_EQ(esegui(strumento + L"doppi " + atteso), 0);
+    for (int n = 0; n < 3; ++n) {
+        const fs::path sorgente = radice / "sorgenti" / ("p" + std::to_string(n));
+        std::vector<std::string> argomenti = {(radice / "da_bbs" / ("j800000" + std::to_string(n) + ".exe")).string()};
+        std::wstring riga = strumento + L"aggiorna " + atteso;
+        for (const auto& nome : scrivi_aggiornamenti(sorgente, n)) {
+            argomenti.push_back((sorgente / nome).string());
+            copia(sorgente / nome, radice / "atteso" / nome);
+            riga += L" " + fs::path(nome).wstring();
+        }
+        if (n == 2) {
+            scrivi(sorgente / "generici.tda", "generici del pacchetto 2\r\n");
+            argomenti.push_back((sorgente / "generici.tda").string());
+        }
+        std::ostringstream uscita, errori;
+        ASSERT_EQ(pacchetto::esegui_j8_pacchetto(argomenti, bin, uscita, errori), 0) << errori.str();
+        ASSERT_EQ(esegui(riga), 0);
+    }
+    copia(radice / "sorgenti" / "p2" / "generici.tda", radice / "atteso" / "generici.tda");
+    ASSERT_EQ(esegui(strumento + L"secondario " + atteso), 0);
     // This process stands for a running j8_bbs.exe: a second start while
     // extracting must end at once, harmless.
     static const bool istanza = prima_istanza();
