@@ -1,8 +1,7 @@
 #pragma once
-// The update form on the scripted stand-in. The script plays the packages'
-// self-extractor: its dialog opens when the package starts, the typed text
-// is the destination folder, the first Enter unpacks the package's files
-// there and shows the success text, the third Enter closes it.
+// The update form on the scripted stand-in, which plays the self-extractor:
+// typed text is the folder, the first Enter unpacks and shows the success
+// text, the third closes it.
 
 #include <gtest/gtest.h>
 
@@ -23,14 +22,10 @@
 namespace j8::prova {
 
 inline std::string nome_pacchetto(int n) {
-    char nome[16];
-    std::snprintf(nome, sizeof nome, "j8%06d.exe", n);
-    return nome;
+    const std::string cifre = std::to_string(n);
+    return "j8" + std::string(6 - cifre.size(), '0') + cifre + ".exe";
 }
-
-inline bool contiene(const std::string& testo, const std::string& parte) {
-    return testo.find(parte) != std::string::npos;
-}
+inline bool contiene(const std::string& testo, const std::string& parte) { return testo.find(parte) != std::string::npos; }
 
 // A file of the tables folder: bytes and attributes.
 struct stato_file {
@@ -94,8 +89,7 @@ public:
         p.su_tasti = [this](const std::string& t) { tasti_all_estrattore(t); };
     }
 
-    // Keys go to the focused window: the extractor's dialog, or its
-    // success message once that is up.
+    // Keys go to the focused window: the extractor or its success message.
     void tasti_all_estrattore(const std::string& t) {
         const maniglia attiva = p.finestra_attiva();
         if (!estrattore_) return;

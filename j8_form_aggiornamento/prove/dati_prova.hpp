@@ -39,8 +39,7 @@ inline std::string farmaco_faf(const std::string& codice, const std::string& des
                                                {v::data, "20300101"}, {v::tipo_variazione, tipo}});
 }
 
-// The other tables' update lines are code and text; a table's line is the
-// same after the status "000".
+// Other tables: code and text; a table's line adds the status "000".
 inline std::string atc_faf(const std::string& codice, const std::string& d) {
     return riga_di<record_variazione_atc>({{variazione_atc::codice, codice}, {variazione_atc::descrizione, d}});
 }
