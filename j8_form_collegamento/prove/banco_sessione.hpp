@@ -1,10 +1,8 @@
 #pragma once
-// The connection form on the scripted stand-in. The terminal program is
-// played by terminale_finto over the BBS simulation: the keys the session
-// types (menus, dialogs, lines for the modem) reach the BBS, "copy" puts its
+// The connection form on the scripted stand-in. terminale_finto plays the
+// terminal over the BBS simulation: keys reach the BBS, "copy" puts its
 // screen on the clipboard, a ZMODEM transfer shows a "Zmodem" window for a
-// while on the virtual clock and moves the files on the stand-in's disk.
-// The update form is a recorder.
+// while and moves the files. The update form is a recorder.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -53,12 +51,10 @@ public:
 private:
     enum class stato { terminale, menu_modifica, menu_trasferimento, menu_file, ricezione, invio, conferma };
 
-    static char minuscola(char c) { return char(std::tolower(static_cast<unsigned char>(c))); }
-
     void tasto(const evento_tasto& e) {
         if (chiuso) return;
         const bool inglese = bbs.dati().inglese;
-        const char c = minuscola(e.carattere);
+        const char c = char(std::tolower(static_cast<unsigned char>(e.carattere)));
         const bool invio = e.virtuale == vk::enter;
         switch (stato_) {
             case stato::terminale:
