@@ -53,7 +53,8 @@ TEST_F(sessione, con_file_da_inviare_carico_scarico_e_aggiornamento) {
     EXPECT_TRUE(p->esiste_file(log + "sessione_20000116_000000.txt"));
     const std::string trascrizione = p->leggi_file(form->percorso_trascrizione);
     for (const char* voce : {"file da inviare: ordine2.txt", "\\*.*{tab}", "attesa di \"Immetti la password:\"",
-                             "fine attesa: 1", "schermo:", "finestra di trasferimento: Zmodem",
+                             "fine attesa: 1", "schermo:", "finestra di trasferimento: Zmodem - invio file",
+                             "finestra di trasferimento: Zmodem - ricezione file j8000002.exe",
                              "file ricevuto: j8000002.exe"})
         EXPECT_NE(trascrizione.find(voce), std::string::npos) << voce;
     // Every entry starts with the time of day.
