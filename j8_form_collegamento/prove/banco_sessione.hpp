@@ -156,7 +156,6 @@ protected:
     aggiornamento_registrato aggiornamento;
     valori_programma valori;
     std::optional<form_collegamento> form;
-    data_ora inizio = 0;
 
     // A new world: disk, clock, terminal and form; `ritocco` changes the
     // BBS, which by default has two new packages in the mailbox.
@@ -176,7 +175,6 @@ protected:
         valori = {};
         aggiornamento.chiamate.clear();
         form.emplace(*p, aggiornamento, valori);
-        inizio = p->orologio();
         // Far longer than any real session: the test stops it.
         p->dopo(4 * 3600, [] { throw std::runtime_error("sessione bloccata"); });
         for (const char* d : {"c:\\j8\\A_BBS", "c:\\j8\\DA_BBS", "c:\\j8\\archivio", "c:\\bbs\\carico",
@@ -207,8 +205,15 @@ protected:
         form->Timer1_Timer();
     }
 
-    // Virtual seconds since the world was built.
-    double trascorsi() const { return (p->orologio() - inizio) * 86400; }
+    // Virtual seconds on the clock.
+    double trascorsi() const { return p->orologio() * 86400; }
+    // No message, and no file on the disk, shows the password or a part of it.
+    void nessuna_traccia(const std::vector<std::string>& parti) {
+        std::vector<std::string> testi = messaggi();
+        for (const std::string& f : p->tutti_i_file()) testi.push_back(p->leggi_file(f));
+        for (const std::string& t : testi)
+            for (const std::string& parte : parti) EXPECT_EQ(t.find(parte), std::string::npos) << parte;
+    }
     std::vector<std::string> messaggi() const {
         std::vector<std::string> v;
         for (const auto& m : p->voci(piattaforma_copione::tipo::messaggio)) v.push_back(m.testo);
