@@ -1,10 +1,8 @@
 #pragma once
-// The connection form on the scripted stand-in. The terminal program is
-// played by terminale_finto over the BBS simulation: the keys the session
-// types (menus, dialogs, lines for the modem) reach the BBS, "copy" puts its
+// The connection form on the scripted stand-in. terminale_finto plays the
+// terminal over the BBS simulation: keys reach the BBS, "copy" puts its
 // screen on the clipboard, a ZMODEM transfer shows a "Zmodem" window for a
-// while on the virtual clock and moves the files on the stand-in's disk.
-// The update form is a recorder.
+// while and moves the files. The update form is a recorder.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -53,12 +51,10 @@ public:
 private:
     enum class stato { terminale, menu_modifica, menu_trasferimento, menu_file, ricezione, invio, conferma };
 
-    static char minuscola(char c) { return char(std::tolower(static_cast<unsigned char>(c))); }
-
     void tasto(const evento_tasto& e) {
         if (chiuso) return;
         const bool inglese = bbs.dati().inglese;
-        const char c = minuscola(e.carattere);
+        const char c = char(std::tolower(static_cast<unsigned char>(e.carattere)));
         const bool invio = e.virtuale == vk::enter;
         switch (stato_) {
             case stato::terminale:
@@ -160,7 +156,6 @@ protected:
     aggiornamento_registrato aggiornamento;
     valori_programma valori;
     std::optional<form_collegamento> form;
-    data_ora inizio = 0;
 
     // A new world: disk, clock, terminal and form; `ritocco` changes the
     // BBS, which by default has two new packages in the mailbox.
@@ -180,7 +175,6 @@ protected:
         valori = {};
         aggiornamento.chiamate.clear();
         form.emplace(*p, aggiornamento, valori);
-        inizio = p->orologio();
         // Far longer than any real session: the test stops it.
         p->dopo(4 * 3600, [] { throw std::runtime_error("sessione bloccata"); });
         for (const char* d : {"c:\\j8\\A_BBS", "c:\\j8\\DA_BBS", "c:\\j8\\archivio", "c:\\bbs\\carico",
@@ -211,8 +205,15 @@ protected:
         form->Timer1_Timer();
     }
 
-    // Virtual seconds since the world was built.
-    double trascorsi() const { return (p->orologio() - inizio) * 86400; }
+    // Virtual seconds on the clock.
+    double trascorsi() const { return p->orologio() * 86400; }
+    // No message, and no file on the disk, shows the password or a part of it.
+    void nessuna_traccia(const std::vector<std::string>& parti) {
+        std::vector<std::string> testi = messaggi();
+        for (const std::string& f : p->tutti_i_file()) testi.push_back(p->leggi_file(f));
+        for (const std::string& t : testi)
+            for (const std::string& parte : parti) EXPECT_EQ(t.find(parte), std::string::npos) << parte;
+    }
     std::vector<std::string> messaggi() const {
         std::vector<std::string> v;
         for (const auto& m : p->voci(piattaforma_copione::tipo::messaggio)) v.push_back(m.testo);
