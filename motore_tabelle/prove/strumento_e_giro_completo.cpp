@@ -1,6 +1,6 @@
 // The j8_tabelle tool on a real directory: a generated database that
-// survives an update with empty files byte for byte, and the contract on
-// bad input (exit status 2, nothing written).
+// survives an update with empty files byte for byte, the contract on bad
+// input (exit status 2, nothing written), and the local files' safe write.
 
 #include <gtest/gtest.h>
 
@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "comune/file_locali.hpp"
 #include "motore_tabelle/prove/comune.hpp"
 
 using namespace j8;
@@ -158,4 +159,20 @@ TEST_F(strumento, input_errato_esce_con_2_senza_scrivere_nulla) {
     EXPECT_EQ(std::count(errore.begin(), errore.end(), '\n'), 1);
     EXPECT_EQ(esegui("secondario " + d), 2);
     EXPECT_FALSE(fs::exists(dir / "farmaci_secondario_completo.tda"));
+}
+
+// A write that fails half-way leaves the file as it was and no temporary
+// file beside it.
+TEST_F(strumento, scrittura_interrotta_lascia_il_file_com_era) {
+    const std::string percorso = (dir / "farmaci.tda").string();
+    file_locali file;
+    file.scrivi_file(percorso, "vecchio\r\n");
+    EXPECT_THROW(file.scrivi_a_blocchi(percorso,
+                                       [](const file_tabelle::ricevi_blocco& scrivi) {
+                                           scrivi("nuovo\r\n");
+                                           throw errore_file("farmaci.faf", "riga illeggibile");
+                                       }),
+                 errore_file);
+    EXPECT_EQ(file.leggi_file(percorso), "vecchio\r\n");
+    EXPECT_FALSE(fs::exists(percorso + suffisso_scrittura));
 }
