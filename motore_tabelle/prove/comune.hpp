@@ -85,24 +85,15 @@ struct farmaco_prova {
                 campo_8 = "";
     std::string riga() const {
         record_farmaco r;
-        r.imposta(farmaco::stato, stato);
-        r.imposta(farmaco::codice, codice);
-        r.imposta(farmaco::descrizione, nome);
-        r.imposta(farmaco::campo_4, campo_4);
-        r.imposta(farmaco::campo_8, campo_8);
-        r.imposta(farmaco::campo_9, campo_9);
-        r.imposta(farmaco::campo_12, campo_12);
-        r.imposta(farmaco::data, data);
-        r.imposta(farmaco::campo_14, campo_14);
+        for (auto [f, v] : {std::pair{farmaco::stato, &stato}, {farmaco::codice, &codice}, {farmaco::descrizione, &nome},
+                            {farmaco::campo_4, &campo_4}, {farmaco::campo_8, &campo_8}, {farmaco::campo_9, &campo_9},
+                            {farmaco::campo_12, &campo_12}, {farmaco::data, &data}, {farmaco::campo_14, &campo_14}})
+            r.imposta(f, *v);
         return std::string(r.riga());
     }
     // The same drug as an update line, with its change mark.
     std::string variazione(char tipo = ' ') const { return riga().substr(3) + tipo; }
 };
-
-inline std::string campo_di(const std::string& riga, campo f) {
-    return riga.size() < f.posizione ? std::string() : riga.substr(f.posizione - 1u, f.larghezza);
-}
 
 // A side-table line: status, a code of LC characters, the description (for
 // the notes the code runs up to the text).
