@@ -85,9 +85,10 @@ struct farmaco_prova {
                 campo_8 = "";
     std::string riga() const {
         record_farmaco r;
-        for (auto [f, v] : {std::pair{farmaco::stato, &stato}, {farmaco::codice, &codice}, {farmaco::descrizione, &nome},
-                            {farmaco::campo_4, &campo_4}, {farmaco::campo_8, &campo_8}, {farmaco::campo_9, &campo_9},
-                            {farmaco::campo_12, &campo_12}, {farmaco::data, &data}, {farmaco::campo_14, &campo_14}})
+        for (auto [f, v] : {std::pair{farmaco::stato, &stato}, {farmaco::codice, &codice}, {farmaco::data, &data},
+                            {farmaco::descrizione, &nome}, {farmaco::campo_4, &campo_4}, {farmaco::campo_8, &campo_8},
+                            {farmaco::campo_9, &campo_9}, {farmaco::campo_12, &campo_12},
+                            {farmaco::campo_14, &campo_14}})
             r.imposta(f, *v);
         return std::string(r.riga());
     }

@@ -71,19 +71,14 @@ TEST(aggiorna_farmaci, tabella_scritta_e_conteggi) {
           f{"000", "000000009", "SECONDA", " ", "", "C", "BBBB"}.riga()},
          {2, 0, 0}},
         // No update: still normalised and sorted; the short line sorts first
-        // (blank name), the euro sign after "Z".
-        {{f{"00A", "000000002", "\x80URO", "S", "", "0"}.riga(), f{"C0A", "000000001", "ZZZ", " ", "", "a"}.riga(),
-          "000000000003"},
+        // (blank name), the euro sign after "Z". Control bytes pass
+        // unchanged; a CR not before LF is data, cut with the long line.
+        {{f{"00A", "000000002", "\x80URO", "S", "", "0"}.riga(),
+          f{"C0A", "000000001", "ZZZ", " ", "", "a"}.riga() + "\r" + f{"000", "000000003", "D"}.riga() + "\r",
+          "000000000003", f{"000", "000000004", std::string("A\0\t\x1a\rB", 6)}.riga()},
          {},
-         {"000000000003" + std::string(85, ' '), f{"C0A", "000000001", "ZZZ", " ", "", "A"}.riga(),
-          f{"C0A", "000000002", "\x80URO", "S", "", "A"}.riga()},
-         {0, 0, 0}},
-        // Control bytes pass unchanged; a CR not before LF is data, so the
-        // second line is cut at the layout.
-        {{f{"000", "000000001", std::string("A\0\t\x1a\rB", 6)}.riga(),
-          f{"000", "000000002", "C"}.riga() + "\r" + f{"000", "000000003", "D"}.riga() + "\r"},
-         {},
-         {f{"000", "000000001", std::string("A\0\t\x1a\rB", 6)}.riga(), f{"000", "000000002", "C"}.riga()},
+         {"000000000003" + std::string(85, ' '), f{"000", "000000004", std::string("A\0\t\x1a\rB", 6)}.riga(),
+          f{"C0A", "000000001", "ZZZ", " ", "", "A"}.riga(), f{"C0A", "000000002", "\x80URO", "S", "", "A"}.riga()},
          {0, 0, 0}},
     };
     // Whatever the date (future, past, invalid, the zero date), the flag

@@ -72,53 +72,21 @@ protected:
 
 }  // namespace
 
-TEST_F(strumento, giro_completo_aggiornamento_secondario_doppi_e_riduci) {
-    // Empty update files leave the tables identical byte for byte.
+TEST_F(strumento, giro_completo_input_errato_secondario_doppi_e_riduci) {
+    const std::string d = dir.string();
+    // No table: exit status 2, one line naming the file, no usage text.
+    std::string errore;
+    EXPECT_EQ(esegui("doppi " + d, &errore), 2);
+    EXPECT_EQ(errore.rfind("j8_tabelle: " + d + "/farmaci.tda: ", 0), 0u) << errore;
+    EXPECT_EQ(std::count(errore.begin(), errore.end(), '\n'), 1);
+    EXPECT_EQ(esegui("secondario " + d), 2);
+    EXPECT_FALSE(fs::exists(dir / "farmaci_secondario_completo.tda"));
     genera(3000);
     const auto prima = tutte();
-    for (auto v : {"FARMACI.FAF", "notessn.faf", "principi_attivi.faf", "atc.faf", "ditte.faf"}) scrivi(v, "");
-    ASSERT_EQ(esegui("aggiorna " + dir.string() + " --oggi 20240101 FARMACI.FAF notessn.faf principi_attivi.faf "
-                     "atc.faf ditte.faf"),
-              0);
-    EXPECT_EQ(tutte(), prima);
-    // One new drug, one cancelled by its flag, one replaced.
-    scrivi("farmaci.faf", righe({farmaco_prova{"", "000099999", "AAA NUOVO"}.variazione(),
-                                 farmaco_prova{"", "000007919", "FARMACO 00001", "S"}.variazione(),
-                                 farmaco_prova{"", "000015838", "FARMACO 00002"}.variazione()}));
-    scrivi("ditte.faf", "0002ALTRA\n");
-    std::string conteggi;
-    ASSERT_EQ(esegui("aggiorna " + dir.string() + " --conteggi farmaci.faf ditte.faf", nullptr, &conteggi), 0);
-    EXPECT_EQ(conteggi,
-              "farmaci.faf: 1 aggiunte, 1 sostituite, 1 rimosse\n"
-              "ditte.faf: 1 aggiunte, 0 sostituite, 1 rimosse\n");
-    auto f = dividi(leggi("farmaci.tda"));
-    ASSERT_EQ(f.size(), 3001u);
-    EXPECT_EQ(record_farmaco(f[0])[farmaco::codice], "000099999");
-    ASSERT_EQ(esegui("secondario " + dir.string()), 0);
-    // 2000 of 3000 are not "C", plus the new one, less the cancelled one.
-    EXPECT_EQ(dividi(leggi("farmaci_secondario_completo.tda")).size(), 2000u);
-    scrivi("farmaci.tda", righe({f[0], f[0], f[1]}));
-    ASSERT_EQ(esegui("doppi " + dir.string()), 0);
-    EXPECT_EQ(leggi("farmaci.tda"), righe({f[0], f[1]}));
-    EXPECT_FALSE(fs::exists(dir / "farmaci.$$$"));
-    // The reductions go to standard output, the tables untouched.
-    std::string uscita;
-    scrivi("farmaci.tda", farmaco_prova{"00A", "1", "X", " ", "", " ", "", "A10BA01", "000003"}.riga());
-    ASSERT_EQ(esegui("riduci " + dir.string(), nullptr, &uscita), 0);
-    auto r = dividi(uscita);
-    ASSERT_EQ(r.size(), 2u * 312);
-    EXPECT_EQ(uscita.find("\r\n"), 206u);
-    EXPECT_EQ(r[3].substr(0, 9), "00A000003");
-    EXPECT_EQ(leggi("atc.tda"), prima.at("atc.tda"));
-}
-
-TEST_F(strumento, input_errato_esce_con_2_senza_scrivere_nulla) {
-    genera(20);
+    // Bad input: exit status 2, nothing written. The unknown name comes
+    // last: nothing is applied before it is seen.
     scrivi("farmaci.faf", farmaco_prova{"", "000099999", "NUOVO"}.variazione() + "\r\n");
     scrivi("generici.faf", "x\r\n");
-    const auto prima = tutte();
-    const std::string d = dir.string();
-    // The unknown name comes last: nothing is applied before it is seen.
     const std::pair<std::string, std::string> casi[] = {
         {"aggiorna " + d + " farmaci.faf generici.faf", "generici.faf"},
         {"aggiorna " + d + " farmaci.faf atc.faf", "atc.faf"},
@@ -130,19 +98,44 @@ TEST_F(strumento, input_errato_esce_con_2_senza_scrivere_nulla) {
         {"doppi", "argomenti mancanti"},
         {"doppi " + d + " x", "troppi argomenti"}};
     for (const auto& [argomenti, atteso] : casi) {
-        std::string errore;
         EXPECT_EQ(esegui(argomenti, &errore), 2) << argomenti;
         EXPECT_NE(errore.find(atteso), std::string::npos) << argomenti << ": " << errore;
     }
     EXPECT_EQ(tutte(), prima);
-    fs::remove(dir / "farmaci.tda");
-    std::string errore;
-    EXPECT_EQ(esegui("doppi " + d, &errore), 2);
-    // One line naming the file, no usage text.
-    EXPECT_EQ(errore.rfind("j8_tabelle: " + d + "/farmaci.tda: ", 0), 0u) << errore;
-    EXPECT_EQ(std::count(errore.begin(), errore.end(), '\n'), 1);
-    EXPECT_EQ(esegui("secondario " + d), 2);
-    EXPECT_FALSE(fs::exists(dir / "farmaci_secondario_completo.tda"));
+    // Empty update files leave the tables identical byte for byte.
+    for (auto v : {"FARMACI.FAF", "notessn.faf", "principi_attivi.faf", "atc.faf", "ditte.faf"}) scrivi(v, "");
+    ASSERT_EQ(
+        esegui("aggiorna " + d + " --oggi 20240101 FARMACI.FAF notessn.faf principi_attivi.faf atc.faf ditte.faf"), 0);
+    EXPECT_EQ(tutte(), prima);
+    // One new drug, one cancelled by its flag, one replaced.
+    scrivi("farmaci.faf", righe({farmaco_prova{"", "000099999", "AAA NUOVO"}.variazione(),
+                                 farmaco_prova{"", "000007919", "FARMACO 00001", "S"}.variazione(),
+                                 farmaco_prova{"", "000015838", "FARMACO 00002"}.variazione()}));
+    scrivi("ditte.faf", "0002ALTRA\n");
+    std::string conteggi;
+    ASSERT_EQ(esegui("aggiorna " + d + " --conteggi farmaci.faf ditte.faf", nullptr, &conteggi), 0);
+    EXPECT_EQ(conteggi,
+              "farmaci.faf: 1 aggiunte, 1 sostituite, 1 rimosse\n"
+              "ditte.faf: 1 aggiunte, 0 sostituite, 1 rimosse\n");
+    auto f = dividi(leggi("farmaci.tda"));
+    ASSERT_EQ(f.size(), 3001u);
+    EXPECT_EQ(record_farmaco(f[0])[farmaco::codice], "000099999");
+    ASSERT_EQ(esegui("secondario " + d), 0);
+    // 2000 of 3000 are not "C", plus the new one, less the cancelled one.
+    EXPECT_EQ(dividi(leggi("farmaci_secondario_completo.tda")).size(), 2000u);
+    scrivi("farmaci.tda", righe({f[0], f[0], f[1]}));
+    ASSERT_EQ(esegui("doppi " + d), 0);
+    EXPECT_EQ(leggi("farmaci.tda"), righe({f[0], f[1]}));
+    EXPECT_FALSE(fs::exists(dir / "farmaci.$$$"));
+    // The reductions go to standard output, the tables untouched.
+    std::string uscita;
+    scrivi("farmaci.tda", farmaco_prova{"00A", "1", "X", " ", "", " ", "", "A10BA01", "000003"}.riga());
+    ASSERT_EQ(esegui("riduci " + d, nullptr, &uscita), 0);
+    auto r = dividi(uscita);
+    ASSERT_EQ(r.size(), 2u * 312);
+    EXPECT_EQ(uscita.find("\r\n"), 206u);
+    EXPECT_EQ(r[3].substr(0, 9), "00A000003");
+    EXPECT_EQ(leggi("atc.tda"), prima.at("atc.tda"));
 }
 
 // A write that fails half-way leaves the file as it was and no temporary

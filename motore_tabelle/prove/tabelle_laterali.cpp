@@ -26,15 +26,14 @@ TEST(fusioni_ordinate, tabella_scritta_e_conteggi) {
     // front of its last row (so that block splits), one code replaced deep
     // inside it, one key below and one above all.
     righe_testo t_run, v_run{"C2500   D"}, a_run;
-    char c[16];
     for (int i = 0; i < 5000; ++i) {
-        std::snprintf(c, sizeof c, "C%04d", i);
+        const std::string c = "C" + std::to_string(10000 + i).substr(1);
         t_run.push_back(atc("00A", c, "D"));
         a_run.push_back(i == 2500 ? atc("000", c, "D") : t_run.back());
     }
     for (int i = 0; i < 3300; ++i) {
-        std::snprintf(c, sizeof c, "N%04d", i);
-        v_run.push_back(std::string(c) + "   D");
+        const std::string c = "N" + std::to_string(10000 + i).substr(1);
+        v_run.push_back(c + "   D");
         a_run.insert(a_run.end() - 1, atc("000", c, "D"));
     }
     v_run.insert(v_run.end(), {"A       A", "Z       Z"});
