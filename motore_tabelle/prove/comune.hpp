@@ -85,26 +85,19 @@ struct farmaco_prova {
                 campo_8 = "";
     std::string riga() const {
         record_farmaco r;
-        r.imposta(farmaco::stato, stato);
-        r.imposta(farmaco::codice, codice);
-        r.imposta(farmaco::descrizione, nome);
-        r.imposta(farmaco::campo_4, campo_4);
-        r.imposta(farmaco::campo_8, campo_8);
-        r.imposta(farmaco::campo_9, campo_9);
-        r.imposta(farmaco::campo_12, campo_12);
-        r.imposta(farmaco::data, data);
-        r.imposta(farmaco::campo_14, campo_14);
+        for (auto [f, v] : {std::pair{farmaco::stato, &stato}, {farmaco::codice, &codice}, {farmaco::data, &data},
+                            {farmaco::descrizione, &nome}, {farmaco::campo_4, &campo_4}, {farmaco::campo_8, &campo_8},
+                            {farmaco::campo_9, &campo_9}, {farmaco::campo_12, &campo_12},
+                            {farmaco::campo_14, &campo_14}})
+            r.imposta(f, *v);
         return std::string(r.riga());
     }
     // The same drug as an update line, with its change mark.
     std::string variazione(char tipo = ' ') const { return riga().substr(3) + tipo; }
 };
 
-inline std::string campo_di(const std::string& riga, campo f) {
-    return riga.size() < f.posizione ? std::string() : riga.substr(f.posizione - 1u, f.larghezza);
-}
-
-// A side-table line: status, a code of LC characters, the description.
+// A side-table line: status, a code of LC characters, the description (for
+// the notes the code runs up to the text).
 template <std::size_t W, std::size_t LC>
 std::string tre(std::string stato, const std::string& codice, const std::string& descrizione) {
     stato.resize(3, ' ');
@@ -114,13 +107,10 @@ std::string tre(std::string stato, const std::string& codice, const std::string&
     r.resize(W, ' ');
     return r;
 }
-inline std::string pa(const std::string& s, const std::string& c, const std::string& d) { return tre<206, 6>(s, c, d); }
-inline std::string atc(const std::string& s, const std::string& c, const std::string& d) {
-    return tre<105, 8>(s, c, d);
-}
-inline std::string ditta_(const std::string& s, const std::string& c, const std::string& d) {
-    return tre<25, 4>(s, c, d);
-}
+inline constexpr auto pa = &tre<206, 6>, atc = &tre<105, 8>, ditta_ = &tre<25, 4>, nota_ = &tre<nota::larghezza, 55>;
+
+// The three counts of a merge, to compare in one go.
+inline std::vector<std::int64_t> numeri(const conteggio_variazioni& c) { return {c.aggiunte, c.sostituite, c.rimosse}; }
 
 // Keys with their row numbers in the order the plain legacy Shell sort
 // leaves them, ascending.

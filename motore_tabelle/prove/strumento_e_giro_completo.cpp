@@ -1,14 +1,13 @@
 // The j8_tabelle tool on a real directory: a generated database that
-// survives an update with empty files byte for byte, and the contract on
-// bad input (exit status 2, nothing written).
+// survives an update with empty files byte for byte, the contract on bad
+// input (exit status 2, nothing written), and the local files' safe write.
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "comune/file_locali.hpp"
 #include "motore_tabelle/prove/comune.hpp"
 
 using namespace j8;
@@ -30,13 +29,8 @@ protected:
     }
     void TearDown() override { fs::remove_all(dir); }
 
-    std::string leggi(const std::string& nome) {
-        std::ifstream f(dir / nome, std::ios::binary);
-        std::stringstream s;
-        s << f.rdbuf();
-        return s.str();
-    }
-    void scrivi(const std::string& nome, const std::string& c) { std::ofstream(dir / nome, std::ios::binary) << c; }
+    std::string leggi(const std::string& nome) { return file_locali().leggi_file((dir / nome).string()); }
+    void scrivi(const std::string& nome, const std::string& c) { file_locali().scrivi_file((dir / nome).string(), c); }
     std::map<std::string, std::string> tutte() {
         std::map<std::string, std::string> m;
         for (auto t : tabelle) m[t] = leggi(t);
@@ -55,21 +49,18 @@ protected:
     // normalised status codes.
     void genera(int n) {
         righe_testo f, p, a, d;
-        char c[16], nome[40];
         for (int i = 0; i < n; ++i) {
-            std::snprintf(c, sizeof c, "%09d", (i * 7919) % 100000);
-            std::snprintf(nome, sizeof nome, "FARMACO %05d \x92", i);
-            farmaco_prova x{i % 3 ? "000" : "C0A", c, nome, i % 3 ? " " : "S", "20200101", "B"};
-            x.campo_4 = "A10BA0" + std::to_string(i % 10);
-            f.push_back(x.riga());
+            const std::string codice = std::to_string(1000000000 + (i * 7919) % 100000).substr(1);
+            f.push_back(farmaco_prova{i % 3 ? "000" : "C0A", codice,
+                                      "FARMACO " + std::to_string(100000 + i).substr(1) + " \x92", i % 3 ? " " : "S",
+                                      "20200101", "B", "", "A10BA0" + std::to_string(i % 10)}
+                            .riga());
         }
         for (int i = 0; i < n / 10 + 12; ++i) {
-            std::snprintf(nome, sizeof nome, "PA%05d", i);
-            std::snprintf(c, sizeof c, "%06d", i);
-            p.push_back(pa("000", c, nome));
-            std::snprintf(c, sizeof c, " 4X%04d", i);
-            a.push_back(atc("000", c, nome));
-            d.push_back(ditta_("000", std::string(c).substr(3), nome));
+            const std::string k = std::to_string(10000 + i).substr(1), nome = "PA0" + k;
+            p.push_back(pa("000", "00" + k, nome));
+            a.push_back(atc("000", " 4X" + k, nome));
+            d.push_back(ditta_("000", k, nome));
         }
         scrivi("farmaci.tda", righe(f));
         scrivi("principi_attivi.tda", righe(p));
@@ -81,59 +72,21 @@ protected:
 
 }  // namespace
 
-TEST_F(strumento, giro_completo_con_file_vuoti_lascia_le_tabelle_identiche) {
+TEST_F(strumento, giro_completo_input_errato_secondario_doppi_e_riduci) {
+    const std::string d = dir.string();
+    // No table: exit status 2, one line naming the file, no usage text.
+    std::string errore;
+    EXPECT_EQ(esegui("doppi " + d, &errore), 2);
+    EXPECT_EQ(errore.rfind("j8_tabelle: " + d + "/farmaci.tda: ", 0), 0u) << errore;
+    EXPECT_EQ(std::count(errore.begin(), errore.end(), '\n'), 1);
+    EXPECT_EQ(esegui("secondario " + d), 2);
+    EXPECT_FALSE(fs::exists(dir / "farmaci_secondario_completo.tda"));
     genera(3000);
     const auto prima = tutte();
-    for (auto v : {"FARMACI.FAF", "notessn.faf", "principi_attivi.faf", "atc.faf", "ditte.faf"}) scrivi(v, "");
-    ASSERT_EQ(esegui("aggiorna " + dir.string() + " --oggi 20240101 FARMACI.FAF notessn.faf principi_attivi.faf "
-                     "atc.faf ditte.faf"),
-              0);
-    EXPECT_EQ(tutte(), prima);
-}
-
-TEST_F(strumento, aggiornamento_secondario_doppi_e_riduci) {
-    genera(50);
-    // One new drug, one cancelled by its flag, one replaced.
-    scrivi("farmaci.faf", righe({farmaco_prova{"", "000099999", "AAA NUOVO"}.variazione(),
-                                 farmaco_prova{"", "000007919", "FARMACO 00001", "S"}.variazione(),
-                                 farmaco_prova{"", "000015838", "FARMACO 00002"}.variazione()}));
-    scrivi("ditte.faf", "0002ALTRA\n");
-    std::string conteggi;
-    ASSERT_EQ(esegui("aggiorna " + dir.string() + " --conteggi farmaci.faf ditte.faf", nullptr, &conteggi), 0);
-    EXPECT_EQ(conteggi,
-              "farmaci.faf: 1 aggiunte, 1 sostituite, 1 rimosse\n"
-              "ditte.faf: 1 aggiunte, 0 sostituite, 1 rimosse\n");
-    auto f = dividi(leggi("farmaci.tda"));
-    ASSERT_EQ(f.size(), 51u);
-    EXPECT_EQ(campo_di(f[0], farmaco::codice), "000099999");
-    ASSERT_EQ(esegui("secondario " + dir.string()), 0);
-    auto s = dividi(leggi("farmaci_secondario_completo.tda"));
-    EXPECT_EQ(s.size(), 33u);  // 33 of 50 are not "C", plus the new one, less the cancelled one
-    EXPECT_EQ(s[0], "000000000922+0000000026");  // drug 38, after 24 of the old and the new one
-    scrivi("farmaci.tda", righe({f[0], f[0], f[1]}));
-    ASSERT_EQ(esegui("doppi " + dir.string()), 0);
-    EXPECT_EQ(leggi("farmaci.tda"), righe({f[0], f[1]}));
-    EXPECT_FALSE(fs::exists(dir / "farmaci.$$$"));
-
-    std::string uscita;
-    scrivi("farmaci.tda", farmaco_prova{"00A", "1", "X", " ", "", " ", "", "A10BA01", "000003"}.riga());
-    ASSERT_EQ(esegui("riduci " + dir.string(), nullptr, &uscita), 0);
-    auto r = dividi(uscita);
-    ASSERT_EQ(r.size(), 2u * 17);
-    EXPECT_EQ(uscita.find("\r\n"), 206u);
-    EXPECT_EQ(r[3].substr(0, 9), "00A000003");
-    // The missing ATC code made the scan visit every code and strip it.
-    EXPECT_EQ(r[17 + 0].substr(0, 11), "0004X0000  ");
-    EXPECT_EQ(leggi("atc.tda").substr(0, 11), "000 4X0000 ");
-}
-
-TEST_F(strumento, input_errato_esce_con_2_senza_scrivere_nulla) {
-    genera(20);
+    // Bad input: exit status 2, nothing written. The unknown name comes
+    // last: nothing is applied before it is seen.
     scrivi("farmaci.faf", farmaco_prova{"", "000099999", "NUOVO"}.variazione() + "\r\n");
     scrivi("generici.faf", "x\r\n");
-    const auto prima = tutte();
-    const std::string d = dir.string();
-    // The unknown name comes last: nothing is applied before it is seen.
     const std::pair<std::string, std::string> casi[] = {
         {"aggiorna " + d + " farmaci.faf generici.faf", "generici.faf"},
         {"aggiorna " + d + " farmaci.faf atc.faf", "atc.faf"},
@@ -145,19 +98,59 @@ TEST_F(strumento, input_errato_esce_con_2_senza_scrivere_nulla) {
         {"doppi", "argomenti mancanti"},
         {"doppi " + d + " x", "troppi argomenti"}};
     for (const auto& [argomenti, atteso] : casi) {
-        std::string errore;
         EXPECT_EQ(esegui(argomenti, &errore), 2) << argomenti;
         EXPECT_NE(errore.find(atteso), std::string::npos) << argomenti << ": " << errore;
     }
     EXPECT_EQ(tutte(), prima);
-    fs::remove(dir / "farmaci.tda");
-    std::string errore;
-    EXPECT_EQ(esegui("doppi " + d, &errore), 2);
-    // One line naming the file, no usage text.
-    EXPECT_EQ(errore.rfind("j8_tabelle: " + d + "/farmaci.tda: ", 0), 0u) << errore;
-    EXPECT_EQ(std::count(errore.begin(), errore.end(), '\n'), 1);
-    EXPECT_EQ(esegui("secondario " + d), 2);
-    EXPECT_FALSE(fs::exists(dir / "farmaci_secondario_completo.tda"));
+    // Empty update files leave the tables identical byte for byte.
+    for (auto v : {"FARMACI.FAF", "notessn.faf", "principi_attivi.faf", "atc.faf", "ditte.faf"}) scrivi(v, "");
+    ASSERT_EQ(
+        esegui("aggiorna " + d + " --oggi 20240101 FARMACI.FAF notessn.faf principi_attivi.faf atc.faf ditte.faf"), 0);
+    EXPECT_EQ(tutte(), prima);
+    // One new drug, one cancelled by its flag, one replaced.
+    scrivi("farmaci.faf", righe({farmaco_prova{"", "000099999", "AAA NUOVO"}.variazione(),
+                                 farmaco_prova{"", "000007919", "FARMACO 00001", "S"}.variazione(),
+                                 farmaco_prova{"", "000015838", "FARMACO 00002"}.variazione()}));
+    scrivi("ditte.faf", "0002ALTRA\n");
+    std::string conteggi;
+    ASSERT_EQ(esegui("aggiorna " + d + " --conteggi farmaci.faf ditte.faf", nullptr, &conteggi), 0);
+    EXPECT_EQ(conteggi,
+              "farmaci.faf: 1 aggiunte, 1 sostituite, 1 rimosse\n"
+              "ditte.faf: 1 aggiunte, 0 sostituite, 1 rimosse\n");
+    auto f = dividi(leggi("farmaci.tda"));
+    ASSERT_EQ(f.size(), 3001u);
+    ASSERT_EQ(esegui("secondario " + d), 0);
+    // 2000 of 3000 are not "C", plus the new one, less the cancelled one.
+    EXPECT_EQ(dividi(leggi("farmaci_secondario_completo.tda")).size(), 2000u);
+    scrivi("farmaci.tda", righe({f[0], f[0], f[1]}));
+    ASSERT_EQ(esegui("doppi " + d), 0);
+    EXPECT_EQ(leggi("farmaci.tda"), righe({f[0], f[1]}));
+    EXPECT_FALSE(fs::exists(dir / "farmaci.$$$"));
+    // The reductions go to standard output, the tables untouched.
+    std::string uscita;
+    scrivi("farmaci.tda", farmaco_prova{"00A", "1", "X", " ", "", " ", "", "A10BA01", "000003"}.riga());
+    ASSERT_EQ(esegui("riduci " + d, nullptr, &uscita), 0);
+    auto r = dividi(uscita);
+    ASSERT_EQ(r.size(), 2u * 312);
+    EXPECT_EQ(uscita.find("\r\n"), 206u);
+    EXPECT_EQ(r[3].substr(0, 9), "00A000003");
+    EXPECT_EQ(leggi("atc.tda"), prima.at("atc.tda"));
+}
+
+// A write that fails half-way leaves the file as it was and no temporary
+// file beside it.
+TEST_F(strumento, scrittura_interrotta_lascia_il_file_com_era) {
+    const std::string percorso = (dir / "farmaci.tda").string();
+    file_locali file;
+    file.scrivi_file(percorso, "vecchio\r\n");
+    EXPECT_THROW(file.scrivi_a_blocchi(percorso,
+                                       [](const file_tabelle::ricevi_blocco& scrivi) {
+                                           scrivi("nuovo\r\n");
+                                           throw errore_file("farmaci.faf", "riga illeggibile");
+                                       }),
+                 errore_file);
+    EXPECT_EQ(file.leggi_file(percorso), "vecchio\r\n");
+    EXPECT_FALSE(fs::exists(percorso + suffisso_scrittura));
 }
 
 // The drug table and the side tables go on two engines side by side: a
