@@ -128,7 +128,8 @@ TEST_F(banco_prova, resoconto_conteggio_e_buco_nella_serie) {
 
     const std::string& resoconto = form.modello.Text1.text;
     EXPECT_TRUE(form.modello.Text1.visible);
-    for (const char* riga : {"Pacchetti applicati: j8000003.exe\r\n",
+    for (const char* riga : {"Resoconto dell'aggiornamento del 15/03/2024 ore 10:",
+                             "Pacchetti applicati: j8000003.exe\r\n",
                              "Non applicato j8000001.exe: gi\xE0 applicato in precedenza\r\n",
                              "Non applicato j8000005.exe: non segue j8000003, manca j8000004.exe\r\n",
                              "farmaci.tda: 1 riga aggiunta, 1 sostituita, 0 rimosse\r\n",

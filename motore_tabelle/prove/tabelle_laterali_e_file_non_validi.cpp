@@ -65,6 +65,8 @@ TEST(fusioni_ordinate, tabella_scritta_e_conteggi) {
           pa("000", "P00003", "GAMMA")},
          {1, 1, 0}},
         {"principi_attivi", {}, {"P00001  ZINCO"}, {pa("000", "P00001", "  ZINCO")}, {1, 0, 0}},
+        {"principi_attivi", {pa("000", "P00001", "ALFA")}, {"P00002  BETA"},
+         {pa("000", "P00001", "ALFA"), pa("000", "P00002", "BETA")}, {1, 0, 0}},
         {"principi_attivi",
          {pa("000", "P00001", "  ZINCO")},
          {"P00002ALFA"},
