@@ -58,6 +58,14 @@ TEST_F(banco_prova, caricamento) {
         EXPECT_TRUE(contiene(messaggi()[0], parte)) << messaggi()[0];
 }
 
+// Package numbers read as the legacy runtime's Val reads them.
+TEST(pacchetti, numeri_e_nomi) {
+    EXPECT_EQ(pacchetti::cifre_iniziali(" \t12x456"), 12);
+    EXPECT_EQ(pacchetti::cifre_iniziali("abcdef"), 0);
+    EXPECT_EQ(pacchetti::successivo("j8000099"), "j8000100");
+    EXPECT_EQ(pacchetti::nome_da_percorso("c:\\j8\\da_bbs\\j8000012.exe"), "j8000012");
+}
+
 // Which packages a run applies; a refusal changes nothing; settings with
 // no line to record the package in are told of after the tables.
 TEST(sequenza, pacchetti_applicati_dall_ultimo_registrato) {

@@ -62,6 +62,9 @@ TEST(date, giorni_dal_1899_e_ritorno) {
     const data_civile c = scomponi_data_ora(componi_data_ora(2024, 2, 29, 23, 59, 58));
     EXPECT_EQ((std::array<int, 6>{c.anno, c.mese, c.giorno, c.ore, c.minuti, c.secondi}),
               (std::array<int, 6>{2024, 2, 29, 23, 59, 58}));
+    // Today from the system's local time: a real date, not an empty one.
+    EXPECT_TRUE(data_valida(std::to_string(oggi_di_sistema())));
+    EXPECT_GE(oggi_di_sistema(), 20260101);
 }
 
 TEST(ShellSortAny, righe_uguali_nell_ordine_dell_algoritmo_originale) {
