@@ -122,8 +122,10 @@ TEST(guasti_aggiornamento, ogni_operazione_guasta_o_interrotta) {
                 c.p.riavvia();
                 for (const auto& [nome, s] : c.stato())
                     if (nome.ends_with(".tda")) { EXPECT_TRUE(s.contenuto.empty() || s.contenuto.ends_with("\r\n")) << nome; }
-                if (controlla_aggiornamento_interrotto(c.p, c.valori) == esito_avvio::gia_completato)
-                    EXPECT_FALSE(c.p.esiste_direttorio(senza_barra(lavoro)));  // the committed run's clean-up finished
+                // The committed run's clean-up finished.
+                if (controlla_aggiornamento_interrotto(c.p, c.valori) == esito_avvio::gia_completato) {
+                    EXPECT_FALSE(c.p.esiste_direttorio(senza_barra(lavoro)));
+                }
                 auto form = c.riavvia();
                 EXPECT_FALSE(c.giornale_presente());
                 // Already recorded: the start only finished the clean-up.
