@@ -28,9 +28,10 @@ TEST_F(sessione, con_file_da_inviare_carico_scarico_e_aggiornamento) {
     });
     p->scrivi_file("c:\\j8\\A_BBS\\ordine1.txt", "ordine uno");
     p->scrivi_file("c:\\j8\\A_BBS\\ordine2.txt", "ordine due");
-    // Transcripts of earlier sessions: with this one, the newest 30 stay.
+    // Transcripts of earlier sessions, listed newest first (as a copied
+    // folder may list them): with this one, the newest 30 stay.
     const std::string log = p->direttorio_programma() + "\\log\\";
-    for (int i = 10; i < 45; ++i) p->crea_file(log + "sessione_200001" + std::to_string(i) + "_000000.txt", "vecchia");
+    for (int i = 44; i >= 10; --i) p->crea_file(log + "sessione_200001" + std::to_string(i) + "_000000.txt", "vecchia");
     p->crea_file(log + "altro.txt");
     // Another program's window comes in front mid-session: it gets no key.
     p->dopo(20, [this] { p->apri_finestra("Altro programma"); });
