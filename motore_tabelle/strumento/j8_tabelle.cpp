@@ -51,6 +51,42 @@ std::string direttorio_con_separatore(const std::string& dir) {
 #endif
 }
 
+// Each update file touches its own table only: the drug table, by far the
+// largest, goes on one engine and the side tables on another, on a second
+// core. Within each group the files keep their order; a failure stops its
+// group only.
+struct gruppo {
+    std::vector<std::size_t> file;  // indices into the names given
+    std::vector<j8::conteggio_variazioni> conti;
+    std::exception_ptr errore;
+    std::size_t fallito = 0;
+};
+
+void esegui_gruppo(gruppo& g, bool di_farmaci, const std::vector<std::string>& nomi, const std::string& dir,
+                   j8::file_locali& file, const j8::motore_tabelle::fornitore_oggi& fornitore) {
+    if (g.file.empty()) return;
+    j8::avanzamento fermo;
+    j8::motore_tabelle motore(file, fermo, fornitore);
+    std::size_t fatti = 0;
+    try {
+        if (di_farmaci) {
+            motore.carica_farmaci(dir + "farmaci.tda");
+            motore.costruisci_indice_codici();
+        } else {
+            motore.carica_principi_attivi(dir + "principi_attivi.tda");
+            motore.carica_notessn(dir + "notessn.tda");
+            motore.carica_atc(dir + "atc.tda");
+            motore.carica_ditte(dir + "ditte.tda");
+        }
+        g.conti.resize(g.file.size());
+        for (; fatti < g.file.size(); ++fatti) motore.applica_aggiornamento(dir, nomi[g.file[fatti]], &g.conti[fatti]);
+    } catch (...) {
+        g.conti.resize(fatti);
+        g.fallito = g.file[fatti];
+        g.errore = std::current_exception();
+    }
+}
+
 // aggiorna DIR FILE... [--oggi AAAAMMGG] [--conteggi]
 int aggiorna(const std::vector<std::string>& arg, j8::file_locali& file) {
     std::int32_t oggi = 0;
@@ -82,44 +118,12 @@ int aggiorna(const std::vector<std::string>& arg, j8::file_locali& file) {
         oggi ? j8::motore_tabelle::fornitore_oggi([oggi] { return oggi; })
              : j8::motore_tabelle::fornitore_oggi(j8::oggi_di_sistema);
 
-    // Each update file touches its own table only: the drug table, by far
-    // the largest, goes on one engine and the side tables on another, on a
-    // second core. Within each, the files keep their order.
-    struct gruppo {
-        std::vector<std::size_t> file;
-        std::vector<j8::conteggio_variazioni> conti;
-        std::exception_ptr errore;
-        std::size_t fallito = 0;
-    };
     gruppo farmaci, laterali;
     for (std::size_t i = 0; i < nomi.size(); ++i)
         (j8::minuscolo(nomi[i]) == "farmaci.faf" ? farmaci : laterali).file.push_back(i);
-    auto esegui_gruppo = [&](gruppo& g, bool di_farmaci) {
-        if (g.file.empty()) return;
-        j8::avanzamento fermo;
-        j8::motore_tabelle motore(file, fermo, fornitore);
-        std::size_t fatti = 0;
-        try {
-            if (di_farmaci) {
-                motore.carica_farmaci(dir + "farmaci.tda");
-                motore.costruisci_indice_codici();
-            } else {
-                motore.carica_principi_attivi(dir + "principi_attivi.tda");
-                motore.carica_notessn(dir + "notessn.tda");
-                motore.carica_atc(dir + "atc.tda");
-                motore.carica_ditte(dir + "ditte.tda");
-            }
-            g.conti.resize(g.file.size());
-            for (; fatti < g.file.size(); ++fatti) motore.applica_aggiornamento(dir, nomi[g.file[fatti]], &g.conti[fatti]);
-        } catch (...) {
-            g.conti.resize(fatti);
-            g.fallito = g.file[fatti];
-            g.errore = std::current_exception();
-        }
-    };
     {
-        std::thread secondo([&] { esegui_gruppo(laterali, false); });
-        esegui_gruppo(farmaci, true);
+        std::thread secondo([&] { esegui_gruppo(laterali, false, nomi, dir, file, fornitore); });
+        esegui_gruppo(farmaci, true, nomi, dir, file, fornitore);
         secondo.join();
     }
     if (conteggi) {
