@@ -1,5 +1,6 @@
 // Storage of the tables, their loading and writing, and the choice of the
 // merge an update file names.
+#include "comune/testi_comuni.hpp"
 #include "motore_tabelle/interno.hpp"
 
 namespace j8 {
@@ -82,26 +83,15 @@ void motore_tabelle::carica_tabelle(const std::string& direttorio) {
     }
 }
 
-namespace {
-
-std::string minuscole(std::string_view s) {
-    std::string n(s);
-    for (char& c : n)
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-    return n;
-}
-
-}  // namespace
-
 bool motore_tabelle::e_file_aggiornamento(std::string_view nome_file) {
-    const std::string n = minuscole(nome_file);
+    const std::string n = minuscolo(std::string(nome_file));
     return n == "farmaci.faf" || n == "notessn.faf" || n == "principi_attivi.faf" || n == "atc.faf" ||
            n == "ditte.faf";
 }
 
 bool motore_tabelle::applica_aggiornamento(const std::string& direttorio, const std::string& nome_file,
                                            conteggio_variazioni* conteggio) {
-    const std::string n = minuscole(nome_file);
+    const std::string n = minuscolo(nome_file);
     conteggio_variazioni conta;
     if (n == "farmaci.faf")
         conta = aggiorna_farmaci(direttorio, nome_file);
