@@ -11,6 +11,8 @@
 
 #ifndef _WIN32
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -126,6 +128,44 @@ void file_locali::leggi_a_blocchi(const std::string& percorso, const ricevi_bloc
     std::fclose(f);
     if (errore) throw errore_file(percorso, "errore di lettura");
 }
+
+#ifndef _WIN32
+// The file's pages as the system already holds them: no copy and no fresh
+// memory to fault in. Only here: on Windows a mapped file cannot be
+// replaced, and the tables are replaced while their rows are still in use.
+std::unique_ptr<const testo_intero> file_locali::leggi_intero(const std::string& percorso) {
+    struct mappato : testo_intero {
+        void* base = nullptr;
+        std::size_t misura = 0;
+        ~mappato() override {
+            if (base) munmap(base, misura);
+        }
+    };
+    const int fd = ::open(percorso.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) throw errore_file(percorso, "impossibile leggere il file, " + descrivi_errno(errno));
+    struct stat st {};
+    const bool regolare = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    if (!regolare && S_ISDIR(st.st_mode)) {
+        ::close(fd);
+        throw errore_file(percorso, descrivi_errno(EISDIR));
+    }
+    auto t = std::make_unique<mappato>();
+    if (regolare && st.st_size > 0) {
+        void* p = mmap(nullptr, static_cast<std::size_t>(st.st_size), PROT_READ, MAP_PRIVATE | MAP_POPULATE, fd, 0);
+        if (p != MAP_FAILED) {
+            t->base = p;
+            t->misura = static_cast<std::size_t>(st.st_size);
+            t->byte = std::string_view(static_cast<const char*>(p), t->misura);
+        }
+    }
+    ::close(fd);
+    // Empty, not a plain file (or one that only says 0 bytes, as the
+    // system's own files do), or one the system would not map: read as any
+    // other.
+    if (!t->base) return file_tabelle::leggi_intero(percorso);
+    return t;
+}
+#endif
 
 void file_locali::scrivi_file(const std::string& percorso, const std::string& contenuto) {
     scrivi_a_blocchi(percorso, [&](const ricevi_blocco& scrivi) { scrivi(contenuto); });

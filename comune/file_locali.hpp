@@ -36,6 +36,9 @@ public:
     void cancella_file(const std::string& percorso) override;
     void rinomina_file(const std::string& da, const std::string& a) override;
     std::uint64_t dimensione_file(const std::string& percorso) override;
+#ifndef _WIN32
+    std::unique_ptr<const testo_intero> leggi_intero(const std::string& percorso) override;
+#endif
 };
 
 }  // namespace j8

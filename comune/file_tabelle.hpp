@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -28,6 +29,12 @@ public:
 private:
     std::string percorso_;
     std::string problema_;
+};
+
+// A whole file's bytes, read-only, for as long as the object lives.
+struct testo_intero {
+    virtual ~testo_intero() = default;
+    std::string_view byte;
 };
 
 class file_tabelle {
@@ -55,6 +62,19 @@ public:
         std::string contenuto;
         produci([&](std::string_view b) { contenuto.append(b); });
         scrivi_file(percorso, contenuto);
+    }
+    // The whole file at once, for a reader that keeps its rows where they
+    // lie instead of copying them. The default reads it block by block
+    // into memory of its own; a local disk may map the file instead.
+    virtual std::unique_ptr<const testo_intero> leggi_intero(const std::string& percorso) {
+        struct in_memoria : testo_intero {
+            std::string dati;
+        };
+        auto t = std::make_unique<in_memoria>();
+        t->dati.reserve(static_cast<std::size_t>(dimensione_file(percorso)));
+        leggi_a_blocchi(percorso, [&](std::string_view b) { t->dati.append(b); });
+        t->byte = t->dati;
+        return t;
     }
     virtual void rinomina_file(const std::string& da, const std::string& a) = 0;
     // The file's size in bytes when known in advance, else 0: a reader

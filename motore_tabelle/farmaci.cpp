@@ -20,44 +20,61 @@ std::int32_t numero_data(std::string_view d) {
     return n;
 }
 
-// The rows the updates touch lie all over the table: each is looked up a
-// few lines ahead and its row entry and bytes fetched while the lines
-// before it are applied.
-class posti_avanti {
-public:
-    posti_avanti(const motore_tabelle& m, const tabella_variazioni_farmaci& variazioni)
-        : m_(m), variazioni_(variazioni), righe_(m.tabella_farmaci.voci) {
-        for (std::size_t k = 0; k < variazioni_.size() && k < avanti; ++k) cerca(k);
-    }
-    // The table position of update line k (0-based, in order), or -1.
-    std::int32_t posto(std::size_t k) {
-        const std::size_t n = variazioni_.size();
-        const std::int32_t p = posti_[k % avanti];
-        if (k + avanti < n) cerca(k + avanti);
-        if (k + avanti / 2 < n) {
-            const std::int32_t q = posti_[(k + avanti / 2) % avanti];
-            if (q >= 1 && static_cast<std::size_t>(q) <= righe_.size()) {
-                const char* d = righe_[q - 1].dati;
-                __builtin_prefetch(d);
-                __builtin_prefetch(d + 64);
-            }
-        }
-        return p;
-    }
-
-private:
-    static constexpr std::size_t avanti = 16;
-    void cerca(std::size_t k) {
+// The table position of each update line's code, as the code index's
+// search gives it: one pass over the table against the update's codes,
+// instead of sorting every code of the table. A code the table holds
+// twice goes to the index, whose order decides which of the two the
+// search meets.
+std::vector<std::int32_t> posti_variazioni(motore_tabelle& m, const tabella_variazioni_farmaci& variazioni) {
+    const std::size_t n = variazioni.size();
+    const std::vector<voce_riga>& righe = m.tabella_farmaci.voci;
+    std::vector<std::int32_t> posti(n, -1);
+    // An index of one entry is never searched.
+    if (n == 0 || righe.size() < 2) return posti;
+    using codice = std::array<char, 9>;
+    auto mescola = [](const codice& c) {
+        std::uint64_t x;
+        std::memcpy(&x, c.data(), 8);
+        return (x ^ (static_cast<std::uint64_t>(static_cast<unsigned char>(c[8])) << 3)) * 0x9E3779B97F4A7C15ull;
+    };
+    // Open addressing over the update's codes, at most half full.
+    const unsigned bit = static_cast<unsigned>(std::bit_width(2 * n));
+    struct posto {
+        codice c;
+        std::int32_t riga = 0;  // 0: not in the table
+        bool usato = false;
+    };
+    std::vector<posto> tavola(std::size_t{1} << bit);
+    const std::size_t maschera = tavola.size() - 1;
+    auto cerca = [&](const codice& c) -> posto& {
+        for (std::size_t h = mescola(c) >> (64 - bit);; h = (h + 1) & maschera)
+            if (!tavola[h].usato || tavola[h].c == c) return tavola[h];
+    };
+    std::vector<codice> codici(n);
+    for (std::size_t k = 0; k < n; ++k) {
         char a[variazione_farmaco::larghezza];
-        const std::int32_t q = m_.cerca_codice(variazioni_.campo_di(k, variazione_farmaco::codice, a));
-        posti_[k % avanti] = q;
-        if (q >= 1 && static_cast<std::size_t>(q) <= righe_.size()) __builtin_prefetch(&righe_[q - 1]);
+        std::memcpy(codici[k].data(), variazioni.campo_di(k, variazione_farmaco::codice, a).data(), 9);
+        posto& p = cerca(codici[k]);
+        p.c = codici[k];
+        p.usato = true;
     }
-    const motore_tabelle& m_;
-    const tabella_variazioni_farmaci& variazioni_;
-    const std::vector<voce_riga>& righe_;
-    std::int32_t posti_[avanti];
-};
+    bool doppi = false;
+    for (std::size_t i = 0; i < righe.size(); ++i) {
+        posto& p = cerca(codice_farmaco(righe[i]));
+        if (!p.usato) continue;
+        doppi = doppi || p.riga != 0;
+        p.riga = static_cast<std::int32_t>(i + 1);
+    }
+    if (doppi) m.costruisci_indice_codici();
+    for (std::size_t k = 0; k < n; ++k) {
+        if (doppi) {
+            posti[k] = m.cerca_codice(std::string_view(codici[k].data(), 9));
+        } else if (const std::int32_t r = cerca(codici[k]).riga) {
+            posti[k] = r;
+        }
+    }
+    return posti;
+}
 
 // Applies update `v` to the full-width drug record `r`; true when it turns
 // a drug in use into a cancelled one.
@@ -82,14 +99,14 @@ std::vector<std::uint32_t> applica_variazioni(motore_tabelle& m, const tabella_v
     std::vector<std::uint32_t> nuovi;
     std::unordered_map<std::string, std::size_t> posto_nuovo;
     const std::size_t n = variazioni.size();
-    posti_avanti posti(m, variazioni);
+    const std::vector<std::int32_t> posti = posti_variazioni(m, variazioni);
     for (std::size_t i = 1; i <= n; ++i) {
         av.valore_barra(100.0f * static_cast<float>(i) / static_cast<float>(n));
+        // The rows the updates touch lie all over the table.
+        if (i + 8 <= n && posti[i + 7] > 0) __builtin_prefetch(m.tabella_farmaci.voci[posti[i + 7] - 1].dati);
         const record_variazione_farmaco v(variazioni.riga(i - 1));
-        const std::int32_t p = posti.posto(i - 1);
+        const std::int32_t p = posti[i - 1];
         if (p != -1) {
-            if (p < 1 || static_cast<std::size_t>(p) > m.tabella_farmaci.size())
-                throw std::out_of_range("indice dei codici non allineato alla tabella farmaci");
             char* r = m.tabella_farmaci.modifica(static_cast<std::size_t>(p - 1));
             ++(aggiorna_riga_farmaco(r, v, oggi) ? conta.rimosse : conta.sostituite);
         } else {
@@ -119,34 +136,39 @@ void aggiungi_nuovi(tabella_righe<farmaco::larghezza>& tab, const tabella_variaz
 }
 
 // The last touches before the sort: the status a set flag gives and the
-// letter codes of campo_9. Past a short line's end both are blank.
-void rifinisci_riga(voce_riga& v) {
+// letter codes of campo_9. Past a short line's end both are blank. A row
+// is copied only when they change it.
+void rifinisci_riga(tabella_righe<farmaco::larghezza>& tab, voce_riga& v) {
+    const std::size_t p12 = farmaco::campo_12.posizione - 1u, p9 = farmaco::campo_9.posizione - 1u;
+    char stato[3] = {byte_di(v, 0), byte_di(v, 1), byte_di(v, 2)};
     // With a non-blank flag the date test could only set what the flag
     // sets right after it.
-    if (v.lunghezza > farmaco::campo_12.posizione - 1u && v.dati[farmaco::campo_12.posizione - 1] != ' ')
-        imposta_stato(v.dati, true);
-    if (v.lunghezza > farmaco::campo_9.posizione - 1u) {
-        char& c9 = v.dati[farmaco::campo_9.posizione - 1];
-        c9 = maiuscola(c9);
-        if (c9 == '0')
-            c9 = 'A';
-        else if (c9 == '1')
-            c9 = 'B';
-        else if (c9 == '3')
-            c9 = 'C';
-    }
+    if (v.lunghezza > p12 && v.dati[p12] != ' ') imposta_stato(stato, true);
+    char c9 = maiuscola(byte_di(v, p9));
+    if (c9 == '0')
+        c9 = 'A';
+    else if (c9 == '1')
+        c9 = 'B';
+    else if (c9 == '3')
+        c9 = 'C';
+    if (stato[0] == byte_di(v, 0) && stato[1] == byte_di(v, 1) && stato[2] == byte_di(v, 2) && c9 == byte_di(v, p9))
+        return;
+    char* r = tab.modifica(v);
+    std::memcpy(r, stato, 3);
+    r[p9] = c9;
 }
 
 // Touches up every row, then returns the rows in the legacy sort's order
 // by name.
-std::vector<std::uint32_t> ordine_per_nome(std::vector<voce_riga>& voci, avanzamento& av) {
+std::vector<std::uint32_t> ordine_per_nome(tabella_righe<farmaco::larghezza>& tab, avanzamento& av) {
+    std::vector<voce_riga>& voci = tab.voci;
     const std::size_t righe = voci.size();
     std::vector<chiave_riga> chiavi(righe);
     // Most names share their first eight characters with a neighbour: the
     // next eight are taken here in row order, not later all over the table.
     std::vector<std::uint64_t> seconde(righe);
     for (std::size_t i = 0; i < righe; ++i) {
-        rifinisci_riga(voci[i]);
+        rifinisci_riga(tab, voci[i]);
         chiavi[i] = {parola_rango(voci[i], farmaco::descrizione), static_cast<std::uint32_t>(i)};
         seconde[i] = parola_rango(voci[i], farmaco::descrizione, 8);
     }
@@ -171,7 +193,6 @@ std::vector<std::uint32_t> ordine_per_nome(std::vector<voce_riga>& voci, avanzam
 
 conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file) {
     conteggio_variazioni conta;
-    if (indice_superato_) costruisci_indice_codici();
     tabella_variazioni_farmaci variazioni;
     leggi_righe(file_, direttorio + nome_file, variazioni);
     av_.barra_visibile(true);
@@ -189,7 +210,7 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
 
     // The table takes the sorted order, cycle by cycle in place (no second
     // row list), and is written as it then stands.
-    const std::vector<std::uint32_t> ordine = ordine_per_nome(tabella_farmaci.voci, av_);
+    const std::vector<std::uint32_t> ordine = ordine_per_nome(tabella_farmaci, av_);
     std::vector<voce_riga>& voci = tabella_farmaci.voci;
     const std::size_t righe = voci.size();
     std::vector<bool> posta(righe, false);
@@ -205,7 +226,6 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
         voci[j] = prima;
         posta[j] = true;
     }
-    indice_superato_ = true;
     scrivi_tabella(file_, direttorio + "farmaci.tda", [&](uscita_blocchi& u) {
         for (std::size_t k = 0; k < righe; ++k) {
             // The rows' bytes lie all over the table.
@@ -258,7 +278,6 @@ void motore_tabelle::crea_secondario(const std::string& direttorio) {
         if (byte_di(v, 0) != 'C') codici.push_back(codice_farmaco(v));
     // Numbered over the drugs in use only: not the table's rows.
     indice_codici = ordina_indice(codici, av_);
-    indice_superato_ = true;
     std::vector<std::array<char, 9>>().swap(codici);
 
     scrivi_tabella(file_, direttorio + "farmaci_secondario_completo.tda", [&](uscita_blocchi& u) {

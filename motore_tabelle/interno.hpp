@@ -83,29 +83,33 @@ divisore_righe<Prendi, Riga> crea_divisore(std::size_t massimo, Prendi prendi, R
 // a sixteenth over, for the rows an update adds.
 void stringi_voci(std::vector<voce_riga>& voci);
 
-// Reads a file straight into the records of `t`, cut at the layout and
-// without trailing blanks. Returns the file's size.
+// Reads a file's lines as records of `t`, cut at the layout and without
+// trailing blanks; the records stay in the file's bytes as read. LF ends a
+// line, a CR right before it is dropped, a last line without LF counts, a
+// final LF adds no empty line. Returns the file's size.
 template <std::size_t W>
 std::uint64_t leggi_righe(file_tabelle& file, const std::string& percorso, tabella_righe<W>& t) {
-    std::uint64_t byte = 0;
+    std::unique_ptr<const testo_intero> testo = file.leggi_intero(percorso);
+    const std::string_view b = testo->byte;
     // Room for the rows of full-width lines and a sixteenth more for those
     // an update adds; shorter lines grow the list as usual.
-    if (const std::uint64_t prevista = file.dimensione_file(percorso) / (W + 2))
+    if (const std::size_t prevista = b.size() / (W + 2))
         t.voci.reserve(t.voci.size() + prevista + prevista / 16 + 16);
-    auto d = crea_divisore(
-        W, [&](std::size_t n) { return t.arena.apri(n); },
-        [&](char* p, std::size_t n) {
-            while (n > 0 && p[n - 1] == ' ') --n;
-            t.arena.chiudi(n);
-            t.voci.push_back({p, n});
-        });
-    file.leggi_a_blocchi(percorso, [&](std::string_view b) {
-        byte += b.size();
-        d.blocco(b);
-    });
-    d.termina();
+    const char* p = b.data();
+    const char* const fine = p + b.size();
+    while (p < fine) {
+        const char* lf = static_cast<const char*>(std::memchr(p, '\n', static_cast<std::size_t>(fine - p)));
+        std::size_t n = static_cast<std::size_t>((lf ? lf : fine) - p);
+        if (lf && n > 0 && p[n - 1] == '\r') --n;
+        if (n > W) n = W;
+        while (n > 0 && p[n - 1] == ' ') --n;
+        // Never written through: modifica copies a row before it changes.
+        t.voci.push_back({const_cast<char*>(p), n});
+        p = lf ? lf + 1 : fine;
+    }
     stringi_voci(t.voci);
-    return byte;
+    t.testi.push_back(std::move(testo));
+    return b.size();
 }
 
 template <std::size_t W>
@@ -290,6 +294,14 @@ void ordina_radice(std::vector<T>& v, unsigned byte, Chiave chiave) {
 std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& codici, avanzamento& av);
 
 // `codice` of a stored drug record.
-std::array<char, 9> codice_farmaco(const voce_riga& v);
+inline std::array<char, 9> codice_farmaco(const voce_riga& v) {
+    std::array<char, 9> c;
+    if (v.lunghezza >= 12) {
+        std::memcpy(c.data(), v.dati + 3, 9);
+    } else {
+        for (std::size_t k = 0; k < 9; ++k) c[k] = byte_di(v, 3 + k);
+    }
+    return c;
+}
 
 }  // namespace j8::interno

@@ -169,6 +169,9 @@ public:
     static constexpr std::size_t larghezza = W;
     std::vector<voce_riga> voci;
     arena_righe arena;
+    // Files as they were read: rows point into them while unchanged, and
+    // are copied into the blocks before they change.
+    std::vector<std::unique_ptr<const testo_intero>> testi;
 
     tabella_righe() = default;
     tabella_righe(const tabella_righe&) = delete;
@@ -186,6 +189,7 @@ public:
     void clear() {
         std::vector<voce_riga>().swap(voci);
         arena.svuota();
+        testi.clear();
     }
     // The stored bytes of record i (at most W).
     std::string_view riga(std::size_t i) const { return {voci[i].dati, voci[i].lunghezza}; }
@@ -202,11 +206,18 @@ public:
         for (std::size_t k = 0; k < f.larghezza; ++k) appoggio[k] = da + k < v.lunghezza ? v.dati[da + k] : ' ';
         return {appoggio, f.larghezza};
     }
-    // Record i at full width and writable: a shorter line is first copied,
-    // padded, into the blocks.
+    // Whether a row still lies in a file as read.
+    bool letta(const voce_riga& v) const {
+        const std::less<const char*> prima;
+        for (const auto& t : testi)
+            if (!prima(v.dati, t->byte.data()) && prima(v.dati, t->byte.data() + t->byte.size())) return true;
+        return false;
+    }
+    // Record i at full width and writable: a shorter line, or one still in
+    // its file, is first copied, padded, into the blocks.
     char* modifica(std::size_t i) { return modifica(voci[i]); }
     char* modifica(voce_riga& v) {
-        if (v.lunghezza < W) {
+        if (v.lunghezza < W || letta(v)) {
             char* p = arena.prendi(W);
             if (v.lunghezza) std::memcpy(p, v.dati, v.lunghezza);
             std::memset(p + v.lunghezza, ' ', W - v.lunghezza);
@@ -340,9 +351,9 @@ public:
     void costruisci_indice_codici();
 
     // The merges: read `direttorio` + `nome_file`, change the table in
-    // memory, write the table file into `direttorio`. The drug table is
-    // left in name order, so a second drug merge rebuilds the code index
-    // first.
+    // memory, write the table file into `direttorio`. The drug merge finds
+    // each code as `cerca_codice` would on an index of the table as it then
+    // stands, and leaves the table in name order.
     conteggio_variazioni aggiorna_farmaci(const std::string& direttorio, const std::string& nome_file);
     conteggio_variazioni aggiorna_notessn(const std::string& direttorio, const std::string& nome_file);
     conteggio_variazioni aggiorna_principi_attivi(const std::string& direttorio, const std::string& nome_file);
@@ -378,8 +389,6 @@ private:
     file_tabelle& file_;
     avanzamento& av_;
     fornitore_oggi oggi_;
-    // The rows moved since `indice_codici` was built.
-    bool indice_superato_ = false;
 };
 
 }  // namespace j8

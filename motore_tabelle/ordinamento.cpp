@@ -243,19 +243,12 @@ std::vector<voce_indice> ordina_indice(const std::vector<std::array<char, 9>>& c
     return indice;
 }
 
-std::array<char, 9> codice_farmaco(const voce_riga& v) {
-    std::array<char, 9> c;
-    for (std::size_t k = 0; k < 9; ++k) c[k] = byte_di(v, 3 + k);
-    return c;
-}
-
 }  // namespace interno
 
 void motore_tabelle::costruisci_indice_codici() {
     std::vector<std::array<char, 9>> codici(tabella_farmaci.size());
     for (std::size_t i = 0; i < codici.size(); ++i) codici[i] = interno::codice_farmaco(tabella_farmaci.voci[i]);
     indice_codici = interno::ordina_indice(codici, av_);
-    indice_superato_ = false;
 }
 
 std::int32_t motore_tabelle::cerca_codice(std::string_view codice) const {

@@ -198,7 +198,7 @@ void nota_pulita(std::string_view u, std::string& nuova) {
 
 // `stato` stays; the rest is the update's.
 void sostituisci_nota(tabella_righe<nota::larghezza>& note, voce_riga& v, const std::string& nuova) {
-    if (v.lunghezza < 3 + nuova.size()) {
+    if (v.lunghezza < 3 + nuova.size() || note.letta(v)) {
         char* d = note.arena.prendi(3 + nuova.size());
         for (std::size_t k = 0; k < 3; ++k) d[k] = byte_di(v, k);
         v.dati = d;

@@ -214,6 +214,17 @@ TEST(aggiorna_farmaci, tabella_scritta_e_conteggi) {
          {"000000000003" + std::string(85, ' '), f{"000", "000000004", std::string("A\0\t\x1a\rB", 6)}.riga(),
           f{"C0A", "000000001", "ZZZ", " ", "", "A"}.riga(), f{"C0A", "000000002", "\x80URO", "S", "", "A"}.riga()},
          {0, 0, 0}},
+        // A one-drug table is never searched: its code comes in as new. A
+        // code the table holds twice updates the row the code index's
+        // search meets, here the first.
+        {{f{"000", "000000100", "ALFA"}.riga()},
+         {f{"", "000000100", "BETA"}.variazione()},
+         {f{"000", "000000100", "ALFA"}.riga(), f{"000", "000000100", "BETA"}.riga()},
+         {1, 0, 0}},
+        {{f{"000", "000000100", "A1"}.riga(), f{"000", "000000100", "A2"}.riga(), f{"000", "000000200", "B"}.riga()},
+         {f{"", "000000100", "A3"}.variazione()},
+         {f{"000", "000000100", "A2"}.riga(), f{"000", "000000100", "A3"}.riga(), f{"000", "000000200", "B"}.riga()},
+         {0, 1, 0}},
     };
     // Whatever the date (future, past, invalid, the zero date), the flag
     // decides the first character.

@@ -153,6 +153,28 @@ TEST_F(strumento, scrittura_interrotta_lascia_il_file_com_era) {
     EXPECT_FALSE(fs::exists(percorso + suffisso_scrittura));
 }
 
+// A whole file as leggi_file gives it: mapped when it can be, read when it
+// says 0 bytes (as the system's own files do), refused when it is missing or
+// a directory.
+TEST_F(strumento, file_letto_intero_come_a_blocchi) {
+    file_locali file;
+    const std::string percorso = (dir / "farmaci.tda").string();
+    for (const std::string& testo : {std::string("000123\r\n\0\xff", 10), std::string()}) {
+        file.scrivi_file(percorso, testo);
+        EXPECT_EQ(file.leggi_intero(percorso)->byte, testo);
+    }
+    EXPECT_EQ(file.leggi_intero("/proc/self/status")->byte.substr(0, 5), "Name:");
+    for (const auto& [p, problema] : {std::pair{dir.string(), "e' un direttorio, non un file"},
+                                      std::pair{(dir / "manca").string(), "impossibile leggere il file, file non trovato"}})
+        try {
+            file.leggi_intero(p);
+            ADD_FAILURE() << p;
+        } catch (const errore_file& e) {
+            EXPECT_EQ(e.problema(), problema);
+            EXPECT_EQ(e.percorso(), p);
+        }
+}
+
 // The drug table and the side tables go on two engines side by side: a
 // second drug file in one call finds the rows the first one sorted, and a
 // table that cannot be written stops its own group only.

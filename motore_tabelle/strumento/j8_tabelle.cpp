@@ -71,7 +71,6 @@ void esegui_gruppo(gruppo& g, bool di_farmaci, const std::vector<std::string>& n
     try {
         if (di_farmaci) {
             motore.carica_farmaci(dir + "farmaci.tda");
-            motore.costruisci_indice_codici();
         } else {
             motore.carica_principi_attivi(dir + "principi_attivi.tda");
             motore.carica_notessn(dir + "notessn.tda");
