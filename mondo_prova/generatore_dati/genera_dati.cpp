@@ -165,6 +165,19 @@ void genera_atc(casuale& c, std::vector<atc_voce>& atc, std::vector<atc_voce>& a
     }
 }
 
+// A drug line as the last update wrote it: a drug with the flag set is
+// cancelled, and the class letter of column 81 is a letter.
+std::string come_scritta(std::string r) {
+    if (r[84] != ' ') {
+        r[0] = 'C';
+        r[1] = '0';
+    }
+    if (r[80] == '0') r[80] = 'A';
+    if (r[80] == '1') r[80] = 'B';
+    if (r[80] == '3') r[80] = 'C';
+    return r;
+}
+
 // Drugs: unique nine-digit codes, many with leading zeros.
 void scrivi_farmaci(const std::string& dir, casuale& c, std::size_t numero, const std::vector<atc_voce>& atc_foglie,
                     std::size_t principi) {
@@ -197,7 +210,7 @@ void scrivi_farmaci(const std::string& dir, casuale& c, std::size_t numero, cons
     ordina_per(farmaci, [](const farmaco& f) { return f.corpo.substr(0, 30); });
     std::vector<std::string> righe;
     righe.reserve(farmaci.size());
-    for (const auto& f : farmaci) righe.push_back(f.stato + f.codice + f.corpo);
+    for (const auto& f : farmaci) righe.push_back(come_scritta(f.stato + f.codice + f.corpo));
     scrivi(dir + "farmaci.tda", righe);
     scrivi(dir + "farmaci.faf", faf);
 }
