@@ -208,23 +208,14 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
     av_.valore_barra(0);
     av_.stato_lampeggiante("Ordinamento tabella farmaci. Attendere...");
 
-    // The table takes the sorted order, cycle by cycle in place (no second
-    // row list), and is written as it then stands.
+    // The table takes the sorted order and is written as it then stands.
     const std::vector<std::uint32_t> ordine = ordine_per_nome(tabella_farmaci, av_);
     std::vector<voce_riga>& voci = tabella_farmaci.voci;
     const std::size_t righe = voci.size();
-    std::vector<bool> posta(righe, false);
-    for (std::size_t i = 0; i < righe; ++i) {
-        if (posta[i]) continue;
-        const voce_riga prima = voci[i];
-        std::size_t j = i;
-        for (std::size_t k = ordine[j]; k != i; k = ordine[j]) {
-            voci[j] = voci[k];
-            posta[j] = true;
-            j = k;
-        }
-        voci[j] = prima;
-        posta[j] = true;
+    {
+        std::vector<voce_riga> in_ordine(righe);
+        for (std::size_t k = 0; k < righe; ++k) in_ordine[k] = voci[ordine[k]];
+        voci.swap(in_ordine);
     }
     scrivi_tabella(file_, direttorio + "farmaci.tda", [&](uscita_blocchi& u) {
         for (std::size_t k = 0; k < righe; ++k) {
