@@ -50,6 +50,10 @@ std::vector<std::int32_t> posti_variazioni(motore_tabelle& m, const tabella_vari
         for (std::size_t h = mescola(c) >> (64 - bit);; h = (h + 1) & maschera)
             if (!tavola[h].usato || tavola[h].c == c) return tavola[h];
     };
+    // One bit per code in a table small enough for the cache: most of the
+    // table's codes are not in the update and stop there.
+    std::vector<std::uint64_t> filtro(std::size_t{1} << 12);
+    auto bit_filtro = [](std::uint64_t h) { return (h >> 20) & ((std::uint64_t{1} << 18) - 1); };
     std::vector<codice> codici(n);
     for (std::size_t k = 0; k < n; ++k) {
         char a[variazione_farmaco::larghezza];
@@ -57,10 +61,15 @@ std::vector<std::int32_t> posti_variazioni(motore_tabelle& m, const tabella_vari
         posto& p = cerca(codici[k]);
         p.c = codici[k];
         p.usato = true;
+        const std::uint64_t b = bit_filtro(mescola(codici[k]));
+        filtro[b >> 6] |= std::uint64_t{1} << (b & 63);
     }
     bool doppi = false;
     for (std::size_t i = 0; i < righe.size(); ++i) {
-        posto& p = cerca(codice_farmaco(righe[i]));
+        const codice c = codice_farmaco(righe[i]);
+        const std::uint64_t b = bit_filtro(mescola(c));
+        if (!(filtro[b >> 6] >> (b & 63) & 1)) continue;
+        posto& p = cerca(c);
         if (!p.usato) continue;
         doppi = doppi || p.riga != 0;
         p.riga = static_cast<std::int32_t>(i + 1);
