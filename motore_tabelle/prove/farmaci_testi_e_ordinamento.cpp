@@ -214,6 +214,12 @@ TEST(aggiorna_farmaci, tabella_scritta_e_conteggi) {
          {"000000000003" + std::string(85, ' '), f{"000", "000000004", std::string("A\0\t\x1a\rB", 6)}.riga(),
           f{"C0A", "000000001", "ZZZ", " ", "", "A"}.riga(), f{"C0A", "000000002", "\x80URO", "S", "", "A"}.riga()},
          {0, 0, 0}},
+        // A flag set in a line no update has finished yet: the drug the
+        // update keeps flagged was in use, so it counts as cancelled.
+        {{f{"000", "000000100", "ALFA", "S"}.riga(), f{"000", "000000200", "BETA"}.riga()},
+         {f{"", "000000100", "ALFA", "S"}.variazione()},
+         {f{"C00", "000000100", "ALFA", "S"}.riga(), f{"000", "000000200", "BETA"}.riga()},
+         {0, 0, 1}},
         // A one-drug table is never searched: its code comes in as new. A
         // code the table holds twice updates the row the code index's
         // search meets, here the first.
