@@ -46,7 +46,7 @@ void scrivi_atomicamente(const std::string& percorso,
     int e = 0;
     // Large files are handed to the disk while the rest is still being
     // produced, so the final sync waits for the tail only.
-    constexpr off_t passo = off_t{4} << 20;
+    constexpr off_t passo = off_t{1} << 20;
     off_t scritti = 0, avviati = 0;
     try {
         produci([&](std::string_view b) {
