@@ -38,12 +38,17 @@ std::string descrivi_errno(int e) {
 #ifndef _WIN32
 
 void scrivi_atomicamente(const std::string& percorso,
-                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci) {
+                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci, std::uint64_t previsti) {
     const std::string provvisorio = percorso + suffisso_scrittura;
     std::FILE* f = std::fopen(provvisorio.c_str(), "wb");
     if (!f) throw errore_file(percorso, "impossibile scrivere il file, " + descrivi_errno(errno));
     bool ok = true;
     int e = 0;
+#ifdef FALLOC_FL_KEEP_SIZE
+    // The blocks reserved in one step, not one by one as the writes come
+    // (a file system that cannot is written as usual).
+    if (previsti) fallocate(fileno(f), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(previsti));
+#endif
     // Large files are handed to the disk while the rest is still being
     // produced, so the final sync waits for the tail only.
     constexpr off_t passo = off_t{1} << 20;
@@ -66,6 +71,12 @@ void scrivi_atomicamente(const std::string& percorso,
         std::fclose(f);
         std::remove(provvisorio.c_str());
         throw;
+    }
+    // Reserved room the content did not take is given back.
+    if (ok && static_cast<std::uint64_t>(scritti) < previsti &&
+        (std::fflush(f) != 0 || ftruncate(fileno(f), scritti) != 0)) {
+        ok = false;
+        e = errno;
     }
     if (ok && (std::fflush(f) != 0 || fsync(fileno(f)) != 0)) {
         ok = false;
@@ -172,8 +183,8 @@ void file_locali::scrivi_file(const std::string& percorso, const std::string& co
 }
 
 void file_locali::scrivi_a_blocchi(const std::string& percorso,
-                                   const std::function<void(const ricevi_blocco&)>& produci) {
-    scrivi_atomicamente(percorso, produci);
+                                   const std::function<void(const ricevi_blocco&)>& produci, std::uint64_t previsti) {
+    scrivi_atomicamente(percorso, produci, previsti);
 }
 
 void file_locali::cancella_file(const std::string& percorso) {

@@ -12,7 +12,8 @@ namespace j8 {
 // over empty blocks. A failure removes the temporary file and throws
 // errore_file naming `percorso`.
 void scrivi_atomicamente(const std::string& percorso,
-                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci);
+                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci,
+                         std::uint64_t previsti = 0);
 
 #ifdef _WIN32
 // The Italian name of a Win32 file error, as errore_file carries it.
@@ -31,8 +32,8 @@ public:
     std::string leggi_file(const std::string& percorso) override;
     void scrivi_file(const std::string& percorso, const std::string& contenuto) override;
     void leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) override;
-    void scrivi_a_blocchi(const std::string& percorso,
-                          const std::function<void(const ricevi_blocco&)>& produci) override;
+    void scrivi_a_blocchi(const std::string& percorso, const std::function<void(const ricevi_blocco&)>& produci,
+                          std::uint64_t previsti = 0) override;
     void cancella_file(const std::string& percorso) override;
     void rinomina_file(const std::string& da, const std::string& a) override;
     std::uint64_t dimensione_file(const std::string& percorso) override;

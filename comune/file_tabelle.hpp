@@ -51,14 +51,17 @@ public:
     // Block-wise forms, so a large table never has to be held twice: the
     // reader hands the file's bytes in order, in pieces of any size; the
     // writer calls `produci` with a sink that takes the content piece by
-    // piece, with the guarantees of scrivi_file. The defaults go through
-    // leggi_file and scrivi_file; real file systems override them.
+    // piece, with the guarantees of scrivi_file; `previsti` is the size the
+    // content will have when known (0 if not), so a disk can reserve it at
+    // once. The defaults go through leggi_file and scrivi_file; real file
+    // systems override them.
     using ricevi_blocco = std::function<void(std::string_view)>;
     virtual void leggi_a_blocchi(const std::string& percorso, const ricevi_blocco& ricevi) {
         const std::string dati = leggi_file(percorso);
         ricevi(dati);
     }
-    virtual void scrivi_a_blocchi(const std::string& percorso, const std::function<void(const ricevi_blocco&)>& produci) {
+    virtual void scrivi_a_blocchi(const std::string& percorso, const std::function<void(const ricevi_blocco&)>& produci,
+                                  std::uint64_t /*previsti*/ = 0) {
         std::string contenuto;
         produci([&](std::string_view b) { contenuto.append(b); });
         scrivi_file(percorso, contenuto);

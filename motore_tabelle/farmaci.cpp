@@ -226,13 +226,16 @@ conteggio_variazioni motore_tabelle::aggiorna_farmaci(const std::string& diretto
         for (std::size_t k = 0; k < righe; ++k) in_ordine[k] = voci[ordine[k]];
         voci.swap(in_ordine);
     }
-    scrivi_tabella(file_, direttorio + "farmaci.tda", [&](uscita_blocchi& u) {
-        for (std::size_t k = 0; k < righe; ++k) {
-            // The rows' bytes lie all over the table.
-            if (k + 8 < righe) __builtin_prefetch(voci[k + 8].dati);
-            u.riga(tabella_farmaci.riga(k), farmaco::larghezza);
-        }
-    });
+    scrivi_tabella(
+        file_, direttorio + "farmaci.tda",
+        [&](uscita_blocchi& u) {
+            for (std::size_t k = 0; k < righe; ++k) {
+                // The rows' bytes lie all over the table.
+                if (k + 8 < righe) __builtin_prefetch(voci[k + 8].dati);
+                u.riga(tabella_farmaci.riga(k), farmaco::larghezza);
+            }
+        },
+        std::uint64_t{righe} * (farmaco::larghezza + 2));
     return conta;
 }
 

@@ -152,22 +152,28 @@ private:
     std::size_t usati_ = 0;
 };
 
-// Writes `percorso` from `scrivi(uscita_blocchi&)`.
+// Writes `percorso` from `scrivi(uscita_blocchi&)`, `previsti` bytes when
+// known in advance (0 if not).
 template <class F>
-void scrivi_tabella(file_tabelle& file, const std::string& percorso, F&& scrivi) {
-    file.scrivi_a_blocchi(percorso, [&](const file_tabelle::ricevi_blocco& ricevi) {
-        uscita_blocchi u(ricevi);
-        scrivi(u);
-        u.svuota();
-    });
+void scrivi_tabella(file_tabelle& file, const std::string& percorso, F&& scrivi, std::uint64_t previsti = 0) {
+    file.scrivi_a_blocchi(
+        percorso,
+        [&](const file_tabelle::ricevi_blocco& ricevi) {
+            uscita_blocchi u(ricevi);
+            scrivi(u);
+            u.svuota();
+        },
+        previsti);
 }
 
 // Every record of `tab` in its order, padded to the layout.
 template <std::size_t W>
 void scrivi_righe(file_tabelle& file, const std::string& percorso, const tabella_righe<W>& tab) {
-    scrivi_tabella(file, percorso, [&](uscita_blocchi& u) {
-        for (std::size_t k = 0; k < tab.size(); ++k) u.riga(tab.riga(k), W);
-    });
+    scrivi_tabella(
+        file, percorso, [&](uscita_blocchi& u) {
+            for (std::size_t k = 0; k < tab.size(); ++k) u.riga(tab.riga(k), W);
+        },
+        std::uint64_t{tab.size()} * (W + 2));
 }
 
 template <std::size_t W>

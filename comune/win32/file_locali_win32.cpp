@@ -36,8 +36,9 @@ std::string problema_file(unsigned long codice) {
     }
 }
 
+// NTFS reserves clusters as the writes come: the expected size is not used.
 void scrivi_atomicamente(const std::string& percorso,
-                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci) {
+                         const std::function<void(const file_tabelle::ricevi_blocco&)>& produci, std::uint64_t) {
     const std::string provvisorio = percorso + suffisso_scrittura;
     HANDLE f = CreateFileA(provvisorio.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                            FILE_ATTRIBUTE_NORMAL, nullptr);

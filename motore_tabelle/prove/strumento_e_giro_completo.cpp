@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -151,6 +153,18 @@ TEST_F(strumento, scrittura_interrotta_lascia_il_file_com_era) {
                  errore_file);
     EXPECT_EQ(file.leggi_file(percorso), "vecchio\r\n");
     EXPECT_FALSE(fs::exists(percorso + suffisso_scrittura));
+}
+
+// Room reserved for a size the content does not reach is given back: the
+// file holds the content and no more, on the disk too.
+TEST_F(strumento, spazio_riservato_e_non_usato_restituito) {
+    file_locali file;
+    const std::string percorso = (dir / "ditte.tda").string();
+    file.scrivi_a_blocchi(percorso, [](const file_tabelle::ricevi_blocco& scrivi) { scrivi("0001ALFA\r\n"); }, 8 << 20);
+    EXPECT_EQ(leggi("ditte.tda"), "0001ALFA\r\n");
+    struct stat st {};
+    ASSERT_EQ(stat(percorso.c_str(), &st), 0);
+    EXPECT_LT(st.st_blocks * 512, 1 << 20);
 }
 
 // A whole file as leggi_file gives it: mapped when it can be, read when it

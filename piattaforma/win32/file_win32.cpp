@@ -73,8 +73,9 @@ void piattaforma_win32::scrivi_file(const std::string& percorso, const std::stri
 }
 
 void piattaforma_win32::scrivi_a_blocchi(const std::string& percorso,
-                                         const std::function<void(const ricevi_blocco&)>& produci) {
-    scrivi_atomicamente(percorso, produci);
+                                         const std::function<void(const ricevi_blocco&)>& produci,
+                                         std::uint64_t previsti) {
+    scrivi_atomicamente(percorso, produci, previsti);
 }
 
 void piattaforma_win32::sostituisci_file(const std::string& da, const std::string& a) {
