@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "comune/file_tabelle.hpp"
+#include "motore_tabelle/prove/testo_protetto.hpp"
 
 namespace j8::fuzz {
 
@@ -22,6 +23,9 @@ public:
         auto it = file.find(p);
         if (it == file.end()) throw errore_file(p, "file non trovato");
         return it->second;
+    }
+    std::unique_ptr<const testo_intero> leggi_intero(const std::string& p) override {
+        return prova::testo_protetto(leggi_file(p));
     }
     void scrivi_file(const std::string& p, const std::string& c) override { file[p] = c; }
     void cancella_file(const std::string& p) override {

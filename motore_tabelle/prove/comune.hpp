@@ -2,9 +2,6 @@
 // Shared helpers of the engine's tests: an in-memory file store, builders
 // of table and update lines, and the legacy sort as a reference.
 
-#include <sys/mman.h>
-
-#include <cstring>
 #include <map>
 #include <memory>
 #include <string>
@@ -12,6 +9,7 @@
 #include <vector>
 
 #include "motore_tabelle/motore_tabelle.hpp"
+#include "motore_tabelle/prove/testo_protetto.hpp"
 
 namespace j8::prova {
 
@@ -32,27 +30,8 @@ public:
         const std::string dati = leggi_file(p);
         for (std::size_t i = 0; i < dati.size(); i += 7) ricevi(std::string_view(dati).substr(i, 7));
     }
-    // The bytes on pages the engine cannot write, as a mapped file's: a row
-    // changed where it was read instead of copied first stops the test.
     std::unique_ptr<const testo_intero> leggi_intero(const std::string& p) override {
-        struct protetto : testo_intero {
-            void* base = nullptr;
-            std::size_t misura = 0;
-            ~protetto() override {
-                if (base) munmap(base, misura);
-            }
-        };
-        const std::string dati = leggi_file(p);
-        auto t = std::make_unique<protetto>();
-        if (!dati.empty()) {
-            t->misura = dati.size();
-            t->base = mmap(nullptr, dati.size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-            if (t->base == MAP_FAILED) throw std::bad_alloc();
-            std::memcpy(t->base, dati.data(), dati.size());
-            mprotect(t->base, dati.size(), PROT_READ);
-            t->byte = std::string_view(static_cast<const char*>(t->base), dati.size());
-        }
-        return t;
+        return testo_protetto(leggi_file(p));
     }
     void scrivi_file(const std::string& p, const std::string& c) override {
         operazioni.push_back("scrivi " + p);
