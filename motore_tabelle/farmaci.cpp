@@ -1,7 +1,6 @@
 // The drug table: its merge and sort, duplicate removal and the secondary
 // table.
 #include <cstdio>
-#include <stdexcept>
 #include <unordered_map>
 
 #include "motore_tabelle/interno.hpp"
