@@ -107,9 +107,7 @@ bool file_locali::esiste_file(const std::string& percorso) {
 std::string file_locali::leggi_file(const std::string& percorso) {
     std::string dati;
     // Sized up front: large files are read without growing the buffer.
-    std::error_code ec;
-    auto dimensione = std::filesystem::file_size(percorso, ec);
-    if (!ec) dati.reserve(static_cast<size_t>(dimensione) + 1);
+    dati.reserve(static_cast<std::size_t>(dimensione_file(percorso)) + 1);
     leggi_a_blocchi(percorso, [&](std::string_view b) { dati.append(b); });
     return dati;
 }

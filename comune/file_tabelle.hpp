@@ -81,7 +81,7 @@ public:
     }
     virtual void rinomina_file(const std::string& da, const std::string& a) = 0;
     // The file's size in bytes when known in advance, else 0: a reader
-    // sizes its row list once instead of growing it.
+    // sizes its buffer once instead of growing it.
     virtual std::uint64_t dimensione_file(const std::string& /*percorso*/) { return 0; }
 };
 

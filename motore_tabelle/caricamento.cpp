@@ -7,18 +7,21 @@ namespace j8 {
 
 using namespace interno;
 
-char* arena_righe::apri(std::size_t massimo) {
-    if (libero_ < massimo || !cima_) {
+char* arena_righe::prendi(std::size_t n) {
+    if (libero_ < n || !cima_) {
         // Blocks grow with the table, so the unused tail of the last one
         // stays a small share of it.
         std::size_t dim = std::clamp<std::size_t>(totale_ / 16, std::size_t{1} << 16, std::size_t{1} << 23);
-        if (dim < massimo) dim = massimo;
+        if (dim < n) dim = n;
         blocchi_.emplace_back(new char[dim]);
         cima_ = blocchi_.back().get();
         libero_ = dim;
         totale_ += dim;
     }
-    return cima_;
+    char* p = cima_;
+    cima_ += n;
+    libero_ -= n;
+    return p;
 }
 
 void arena_righe::svuota() {

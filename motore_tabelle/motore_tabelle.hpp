@@ -134,17 +134,8 @@ using record_variazione_ditta = riga_fissa<variazione_ditta::larghezza>;
 // once placed, so rows can point into it.
 class arena_righe {
 public:
-    // Room for up to `massimo` bytes; `chiudi` keeps the first `usati`.
-    char* apri(std::size_t massimo);
-    void chiudi(std::size_t usati) {
-        cima_ += usati;
-        libero_ -= usati;
-    }
-    char* prendi(std::size_t n) {
-        char* p = apri(n);
-        chiudi(n);
-        return p;
-    }
+    // Room for `n` bytes.
+    char* prendi(std::size_t n);
     void svuota();
 
 private:

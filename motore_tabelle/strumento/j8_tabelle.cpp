@@ -184,7 +184,7 @@ int esegui(const std::vector<std::string>& arg) {
 
 int main(int argc, char** argv) {
 #ifdef __GLIBC__
-    // Large buffers come and go (file text, table, sort keys, output text):
+    // Large buffers come and go (rows, sort keys, the output's block):
     // keeping freed memory in the heap lets the next one reuse its pages
     // instead of faulting in fresh ones.
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
